@@ -1,0 +1,28 @@
+#pragma once
+
+#include "nimblaauth_export.h"
+
+#include "abstractsession.h"
+
+namespace NimblaSDK {
+
+class JWTchecker;
+
+//! Signs in with a JWT the launcher already holds, once the login service confirms it.
+class NIMBLAAUTH_EXPORT JwtLoginSession : public AbstractSession
+{
+    Q_OBJECT
+
+public:
+    explicit JwtLoginSession(QObject *parent);
+
+    //! Stores the token for the next tryLogin(); nothing is validated yet.
+    void setJwtToken(const QString &jwt);
+    void tryLogin() override;
+
+private:
+    QString m_jwtToken;
+    JWTchecker *m_checker;
+};
+
+} // namespace NimblaSDK

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "nimblacore_export.h"
+
+#include <QJsonObject>
+#include <QString>
+
+namespace NimblaSDK {
+
+/*!
+ * Read-only configuration of the application, loaded from one JSON file.
+ *
+ * A missing or malformed file leaves every value empty (and the numeric
+ * settings at their defaults) after one warning naming the file and the fault.
+ */
+class NIMBLACORE_EXPORT ConfigManager
+{
+public:
+    static constexpr int DefaultRequestTimeout = 30000;
+    static constexpr int DefaultAuthorizationTimeout = 60000;
+
+    bool load(const QString &filePath);
+    QString filePath() const;
+
+    QString appAccountName() const;
+    QString loginProjectId() const;
+    QString productName() const;
+    QString callbackUrl() const;
+    QString authFields() const;
+    bool oauth2Enabled() const;
+    int oauth2ClientId() const;
+
+    int requestTimeout() const;
+    bool strictTls() const;
+    int authorizationTimeout() const;
+
+    QJsonObject urls() const;
+
+private:
+    QString m_filePath;
+    QJsonObject m_root;
+};
+
+} // namespace NimblaSDK

@@ -1,0 +1,58 @@
+#pragma once
+
+#include "nimblacore_export.h"
+
+#include "errorinfo.h"
+
+#include <QJsonObject>
+#include <QList>
+#include <QMap>
+#include <QString>
+
+#include <memory>
+
+namespace NimblaSDK {
+
+class Journal;
+
+//! Settings of the error logger; the defaults suit every caller of this library.
+struct ErrorLoggerSettings
+{
+    QString journalFileName = QStringLiteral("errors.jsonl");
+};
+
+/*!
+ * Error reports and info lines, with tags attached to every report.
+ *
+ * Delivered to the "NimblaSDK.Core.ErrorLogger" logging category and appended
+ * as JSON lines to a journal in the application's data folder. Main thread only.
+ */
+class NIMBLACORE_EXPORT ErrorLogger
+{
+public:
+    //! The one logger; the settings of the first call are the ones used.
+    static ErrorLogger &instance(const ErrorLoggerSettings &settings);
+
+    void logError(const ErrorInfo &info);
+    void logInfo(const QString &text);
+
+    QMap<QString, QString> additionalTags() const;
+    void setAdditionalTags(const QMap<QString, QString> &tags);
+
+    //! What was reported lately, oldest first: {"kind": "error"|"info", ...}.
+    QList<QJsonObject> recentEntries() const;
+    void clearRecentEntries();
+    QString journalPath() const;
+
+    ~ErrorLogger();
+    ErrorLogger(const ErrorLogger &) = delete;
+    ErrorLogger &operator=(const ErrorLogger &) = delete;
+
+private:
+    explicit ErrorLogger(const ErrorLoggerSettings &settings);
+
+    std::unique_ptr<Journal> m_journal;
+    QMap<QString, QString> m_tags;
+};
+
+} // namespace NimblaSDK

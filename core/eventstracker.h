@@ -1,0 +1,44 @@
+#pragma once
+
+#include "nimblacore_export.h"
+
+#include <QJsonObject>
+#include <QList>
+#include <QString>
+#include <QVariant>
+
+#include <memory>
+
+namespace NimblaSDK {
+
+class Journal;
+
+/*!
+ * Analytics events.
+ *
+ * Delivered to the "NimblaSDK.Core.EventsTracker" logging category and
+ * appended as JSON lines to a journal in the application's data folder.
+ * Main thread only.
+ */
+class NIMBLACORE_EXPORT EventsTracker
+{
+public:
+    static EventsTracker &instance();
+
+    void trackNimblaEvent(const QString &name, const QVariant &value);
+
+    //! What was tracked lately, oldest first: {"event": name, "value": value}.
+    QList<QJsonObject> recentEntries() const;
+    void clearRecentEntries();
+
+    ~EventsTracker();
+    EventsTracker(const EventsTracker &) = delete;
+    EventsTracker &operator=(const EventsTracker &) = delete;
+
+private:
+    EventsTracker();
+
+    std::unique_ptr<Journal> m_journal;
+};
+
+} // namespace NimblaSDK

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "nimblacore_export.h"
+
+#include <QJsonObject>
+#include <QList>
+#include <QString>
+
+#include <memory>
+
+namespace NimblaSDK {
+
+class Journal;
+
+/*!
+ * The application log's context: tags it with the signed-in login.
+ *
+ * Delivered to the "NimblaSDK.Core.LogManager" logging category and appended
+ * as JSON lines to a journal in the application's data folder. Main thread only.
+ */
+class NIMBLACORE_EXPORT LogManager
+{
+public:
+    //! The one log manager; \a verbose of the first call turns on debug output of the core categories.
+    static LogManager &instance(bool verbose);
+
+    QString username() const;
+    void setUsername(const QString &username);
+
+    QList<QJsonObject> recentEntries() const;
+    void clearRecentEntries();
+
+    ~LogManager();
+    LogManager(const LogManager &) = delete;
+    LogManager &operator=(const LogManager &) = delete;
+
+private:
+    explicit LogManager(bool verbose);
+
+    std::unique_ptr<Journal> m_journal;
+    QString m_username;
+};
+
+} // namespace NimblaSDK

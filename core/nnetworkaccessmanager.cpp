@@ -1,0 +1,55 @@
+#include "nnetworkaccessmanager.h"
+
+#include "napplication.h"
+
+#include <QCoreApplication>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QPointer>
+#include <QThread>
+#include <QThreadStorage>
+
+namespace NimblaSDK {
+
+namespace {
+
+QNetworkAccessManager *mainThreadManager()
+{
+    // Parented to the application so that it dies before Qt's network
+    // machinery does; a new one is made if an application is created anew.
+    static QPointer<QNetworkAccessManager> manager;
+    if (!manager)
+        manager = new QNetworkAccessManager(QCoreApplication::instance());
+    return manager;
+}
+
+QNetworkAccessManager *threadManager()
+{
+    static QThreadStorage<QNetworkAccessManager *> managers;
+    if (!managers.hasLocalData())
+        managers.setLocalData(new QNetworkAccessManager);
+    return managers.localData();
+}
+
+bool onMainThread()
+{
+    const QCoreApplication *application = QCoreApplication::instance();
+    return application && application->thread() == QThread::currentThread();
+}
+
+} // namespace
+
+QNetworkAccessManager *NNetworkAccessManager::getManager()
+{
+    QNetworkAccessManager *manager = onMainThread() ? mainThreadManager() : threadManager();
+    manager->setTransferTimeout(NApplication::instance().configManager()->requestTimeout());
+    return manager;
+}
+
+void NNetworkAccessManager::ignoreSslErrors(QNetworkReply *reply)
+{
+    if (!NApplication::instance().configManager()->strictTls())
+        reply->ignoreSslErrors();
+}
+
+} // namespace NimblaSDK

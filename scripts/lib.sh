@@ -1,0 +1,37 @@
+# Shared by the set-up scripts: package installation and the build.
+# Sourced, not run.
+
+NIMBLA_ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+
+# Everything the library, the emulator, the demo and the whole test suite need on Debian 12.
+NIMBLA_PACKAGES=(
+    cmake ninja-build g++ pkg-config
+    qtbase5-dev libpoco-dev libsecret-1-dev
+    dbus gnome-keyring libsecret-tools
+    g++-mingw-w64-x86-64-posix wine wine64
+    chromium
+)
+
+nimbla_install_missing() {
+    local missing=()
+    local package
+    for package in "$@"; do
+        dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'install ok installed' || missing+=("$package")
+    done
+    [ ${#missing[@]} -eq 0 ] && return 0
+
+    echo "Installing: ${missing[*]}"
+    local sudo=""
+    [ "$(id -u)" -ne 0 ] && sudo="sudo"
+    export DEBIAN_FRONTEND=noninteractive
+    $sudo apt-get update -qq
+    $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+}
+
+# nimbla_build <build folder> [cmake options...]
+nimbla_build() {
+    local folder=$1
+    shift
+    cmake -S "$NIMBLA_ROOT" -B "$folder" -G Ninja -Wno-dev "$@" >/dev/null
+    cmake --build "$folder" -- -j"$(nproc)"
+}
