@@ -1,0 +1,20 @@
+#pragma once
+
+#include "nimblaauth_export.h"
+
+class QJsonObject;
+
+/*!
+ * One JSON object kept in the user's credential vault under a fixed key.
+ * Failures are values: save() answers false, read() an empty object, and
+ * remove() is silent, so that a missing record is never an error.
+ */
+class NIMBLAAUTH_EXPORT ISecureJsonObjectStorage
+{
+public:
+    virtual ~ISecureJsonObjectStorage();
+
+    virtual bool save(const QJsonObject &object) = 0;
+    virtual QJsonObject read() = 0;
+    virtual void remove() = 0;
+};
