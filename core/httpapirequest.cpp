@@ -38,7 +38,8 @@ void HttpApiRequest::onReplyFinished()
     m_statusCode = m_reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
     m_reasonPhrase = m_reply->attribute(QNetworkRequest::HttpReasonPhraseAttribute).toString();
     m_errorString = m_reply->errorString();
-    const QByteArray body = m_reply->readAll();
+    // An aborted reply (time-out, dropped connection) is closed and has nothing to read.
+    const QByteArray body = m_reply->isOpen() ? m_reply->readAll() : QByteArray();
     m_reply->deleteLater();
     Q_EMIT finished(body);
 }

@@ -29,7 +29,7 @@ bool JWTchecker::validateJWT(const QString &jwt)
 
     if (reply->error() != QNetworkReply::NoError) {
         qCInfo(lcJwtChecker) << "Can't validate JWT";
-        qCInfo(lcJwtChecker) << reply->errorString();
+        qCInfo(lcJwtChecker).noquote() << reply->errorString();
         reply->deleteLater();
         return false;
     }

@@ -1,0 +1,248 @@
+#include "emulatorfixture.h"
+#include "errorlogger.h"
+#include "eventstracker.h"
+#include "httpapirequest.h"
+#include "httpapirequester.h"
+#include "napplication.h"
+#include "nnetworkaccessmanager.h"
+
+#include <QFile>
+#include <QNetworkAccessManager>
+#include <QSettings>
+#include <QThread>
+#include <QtTest>
+
+using namespace NimblaSDK;
+
+class TestCore : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+
+    void brokenConfiguration_data();
+    void brokenConfiguration();
+    void configurationValues();
+
+    void requesterOutcome_data();
+    void requesterOutcome();
+    void requesterSendsBearerToken();
+    void requesterTimesOut();
+
+    void managerPerThread();
+    void settingsPersist();
+    void reportsReachJournal();
+
+private:
+    EmulatorFixture m_emulator;
+};
+
+void TestCore::initTestCase()
+{
+    QVERIFY(m_emulator.start());
+}
+
+void TestCore::init()
+{
+    m_emulator.clearFaults();
+    QVERIFY(m_emulator.loadConfig());
+}
+
+void TestCore::brokenConfiguration_data()
+{
+    QTest::addColumn<QByteArray>("content");
+    QTest::addColumn<QString>("warning");
+
+    QTest::newRow("missing file") << QByteArray() << "Cannot read configuration file .*missing\\.json";
+    QTest::newRow("malformed JSON") << QByteArray("{\"loginProjectId\": ") << "Malformed configuration file .*broken\\.json";
+    QTest::newRow("array at top level") << QByteArray("[1]") << "Malformed configuration file .*broken\\.json : the top level";
+}
+
+void TestCore::brokenConfiguration()
+{
+    QFETCH(QByteArray, content);
+    QFETCH(QString, warning);
+
+    QString path = m_emulator.tempPath() + QStringLiteral("/missing.json");
+    if (!content.isEmpty()) {
+        path = m_emulator.tempPath() + QStringLiteral("/broken.json");
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(content);
+    }
+
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(warning));
+    QVERIFY(!NApplication::instance().loadConfiguration(path));
+    const ConfigManager *config = NApplication::instance().configManager();
+    QVERIFY(config->loginProjectId().isEmpty());
+    QVERIFY(NApplication::instance().urlsManager()->validateJWTUrl().isEmpty());
+    QCOMPARE(config->requestTimeout(), ConfigManager::DefaultRequestTimeout);
+    QCOMPARE(config->authorizationTimeout(), ConfigManager::DefaultAuthorizationTimeout);
+    QVERIFY(!config->strictTls());
+    QVERIFY(!config->oauth2Enabled());
+
+    // Without a configuration a session's request fails as a network error instead of hanging.
+    HttpApiRequester requester(nullptr);
+    HttpApiRequest *request = requester.get(QUrl(NApplication::instance().urlsManager()->widgetSettingsUrl()));
+    QSignalSpy finished(request, &HttpApiRequest::finished);
+    QVERIFY(finished.wait());
+    QVERIFY(!request->noErrors());
+    delete request;
+}
+
+void TestCore::configurationValues()
+{
+    QVERIFY(m_emulator.loadConfig({{"oauth2ClientId", 77}, {"authorizationTimeoutMs", 1500},
+                                   {"network", QJsonObject{{"requestTimeoutMs", 1234}, {"strictTls", true}}}}));
+    const ConfigManager *config = NApplication::instance().configManager();
+    QCOMPARE(config->oauth2ClientId(), 77);
+    QCOMPARE(config->requestTimeout(), 1234);
+    QCOMPARE(config->authorizationTimeout(), 1500);
+    QVERIFY(config->strictTls());
+    QCOMPARE(config->loginProjectId(), m_emulator.config().value("loginProjectId").toString());
+    QCOMPARE(NApplication::instance().appAccountName(), m_emulator.config().value("appAccountName").toString());
+    QVERIFY(NApplication::instance().urlsManager()->oauthLoginUrl().contains(QLatin1String("%1")));
+    QVERIFY(NApplication::instance().urlsManager()->exchangeOtpUrl().contains(QLatin1String("%1")));
+    QCOMPARE(NNetworkAccessManager::getManager()->transferTimeout(), 1234);
+}
+
+void TestCore::requesterOutcome_data()
+{
+    QTest::addColumn<QJsonObject>("fault");
+    QTest::addColumn<bool>("noErrors");
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QByteArray>("body");
+
+    QTest::newRow("200") << QJsonObject{{"status", 200}, {"body", "hello"}} << true << 200 << QByteArray("hello");
+    QTest::newRow("204") << QJsonObject{{"status", 204}} << true << 204 << QByteArray();
+    QTest::newRow("302 is not followed") << QJsonObject{{"status", 302}} << true << 302 << QByteArray();
+    QTest::newRow("400") << QJsonObject{{"status", 400}, {"body", "bad"}} << false << 400 << QByteArray("bad");
+    QTest::newRow("422") << QJsonObject{{"status", 422}, {"body", "{}"}} << false << 422 << QByteArray("{}");
+    QTest::newRow("500") << QJsonObject{{"status", 500}, {"body", "down"}} << false << 500 << QByteArray("down");
+    QTest::newRow("dropped") << QJsonObject{{"drop", true}} << false << 0 << QByteArray();
+}
+
+void TestCore::requesterOutcome()
+{
+    QFETCH(QJsonObject, fault);
+    QFETCH(bool, noErrors);
+    QFETCH(int, status);
+    QFETCH(QByteArray, body);
+
+    const QUrl url(NApplication::instance().urlsManager()->getUserAttributesUrl());
+    m_emulator.injectFault(url, fault);
+
+    HttpApiRequester requester(nullptr);
+    QScopedPointer<HttpApiRequest> request(requester.post(url, "{}", QStringLiteral("application/json")));
+    QSignalSpy finished(request.data(), &HttpApiRequest::finished);
+    QVERIFY(finished.wait());
+    QCOMPARE(request->noErrors(), noErrors);
+    QCOMPARE(request->httpStatusCode(), status);
+    QCOMPARE(finished.at(0).at(0).toByteArray(), body);
+    QCOMPARE(finished.count(), 1);
+}
+
+void TestCore::requesterSendsBearerToken()
+{
+    const QUrl url(NApplication::instance().urlsManager()->getUserAttributesUrl());
+    const QString jwt = m_emulator.token(QStringLiteral("alice@example.com"));
+
+    HttpApiRequester requester(nullptr);
+    QSignalSpy refused(&requester, &HttpApiRequester::authorizationFailed);
+
+    QScopedPointer<HttpApiRequest> anonymous(requester.post(url, "{}", QStringLiteral("application/json")));
+    QVERIFY(QSignalSpy(anonymous.data(), &HttpApiRequest::finished).wait());
+    QVERIFY(!anonymous->noErrors());
+
+    requester.authorized({{"access_token", jwt}});
+    QScopedPointer<HttpApiRequest> authorized(requester.post(url, "{}", QStringLiteral("application/json")));
+    QVERIFY(QSignalSpy(authorized.data(), &HttpApiRequest::finished).wait());
+    QVERIFY2(authorized->noErrors(), qPrintable(authorized->errorString()));
+
+    m_emulator.injectFault(url, {{"status", 401}, {"body", "{}"}});
+    QScopedPointer<HttpApiRequest> rejected(requester.post(url, "{}", QStringLiteral("application/json")));
+    QVERIFY(QSignalSpy(rejected.data(), &HttpApiRequest::finished).wait());
+    QCOMPARE(refused.count(), 1);
+}
+
+void TestCore::requesterTimesOut()
+{
+    QVERIFY(m_emulator.loadConfig({{"network", QJsonObject{{"requestTimeoutMs", 300}}}}));
+    const QUrl url(NApplication::instance().urlsManager()->getUserAttributesUrl());
+    m_emulator.injectFault(url, {{"delayMs", 10000}, {"status", 200}});
+
+    HttpApiRequester requester(nullptr);
+    QScopedPointer<HttpApiRequest> request(requester.get(url));
+    QSignalSpy finished(request.data(), &HttpApiRequest::finished);
+    QVERIFY(finished.wait(3000));
+    QVERIFY(!request->noErrors());
+}
+
+void TestCore::managerPerThread()
+{
+    QNetworkAccessManager *main = NNetworkAccessManager::getManager();
+    QCOMPARE(NNetworkAccessManager::getManager(), main);
+
+    QNetworkAccessManager *first = nullptr;
+    QNetworkAccessManager *again = nullptr;
+    QThread *worker = QThread::create([&] {
+        first = NNetworkAccessManager::getManager();
+        again = NNetworkAccessManager::getManager();
+        QCOMPARE(first->thread(), QThread::currentThread());
+    });
+    worker->start();
+    QVERIFY(worker->wait(5000));
+    delete worker;
+    QVERIFY(first);
+    QVERIFY(first != main);
+    QCOMPARE(again, first);
+}
+
+void TestCore::settingsPersist()
+{
+    SDKSettings *settings = NApplication::instance().settingsManager();
+    settings->setRememberMe(true);
+    settings->setJWT(QStringLiteral("jwt-ü"));
+    settings->setLogin(QStringLiteral("zoe@example.com"));
+    settings->settingsSync();
+
+    QSettings independent(QSettings::NativeFormat, QSettings::UserScope, QStringLiteral("NIMBLA"),
+                          NApplication::instance().appAccountName());
+    QCOMPARE(independent.value("rememberMe").toBool(), true);
+    QCOMPARE(independent.value("jwt").toString(), QStringLiteral("jwt-ü"));
+    QVERIFY(independent.fileName().startsWith(m_emulator.tempPath()));
+
+    // A configuration of another account opens another store.
+    QVERIFY(m_emulator.loadConfig({{"appAccountName", "SecondLauncher"}}));
+    QVERIFY(settings->getJWT().isEmpty());
+    QVERIFY(m_emulator.loadConfig());
+    QCOMPARE(settings->getJWT(), QStringLiteral("jwt-ü"));
+}
+
+void TestCore::reportsReachJournal()
+{
+    ErrorLogger &logger = ErrorLogger::instance(ErrorLoggerSettings());
+    logger.setAdditionalTags({{"user_id", "u-1"}});
+    ErrorInfo info;
+    info.message = QStringLiteral("title");
+    info.details = QStringLiteral("details");
+    info.area = QStringLiteral("authorization");
+    logger.logError(info);
+    EventsTracker::instance().trackNimblaEvent(QStringLiteral("SomethingHappened"), QVariant());
+
+    const QJsonObject report = logger.recentEntries().constLast();
+    QCOMPARE(report.value("message").toString(), QStringLiteral("title"));
+    QCOMPARE(report.value("tags").toObject().value("user_id").toString(), QStringLiteral("u-1"));
+    QCOMPARE(EventsTracker::instance().recentEntries().constLast().value("event").toString(),
+             QStringLiteral("SomethingHappened"));
+
+    QFile journal(logger.journalPath());
+    QVERIFY(journal.open(QIODevice::ReadOnly));
+    const QList<QByteArray> lines = journal.readAll().trimmed().split('\n');
+    QCOMPARE(QJsonDocument::fromJson(lines.constLast()).object().value("details").toString(), QStringLiteral("details"));
+}
+
+QTEST_GUILESS_MAIN(TestCore)
+#include "tst_core.moc"

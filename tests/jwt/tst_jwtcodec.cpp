@@ -1,0 +1,173 @@
+#include "jwt/jwtcodec.h"
+
+#include "emulatorfixture.h"
+
+#include <QJsonObject>
+#include <QtTest>
+
+using NimblaSDK::JwtCodec;
+
+namespace {
+
+QString b64(const QByteArray &json)
+{
+    return QString::fromLatin1(json.toBase64(QByteArray::Base64UrlEncoding | QByteArray::OmitTrailingEquals));
+}
+
+const QByteArray Hs256Header = R"({"alg":"HS256","typ":"JWT"})";
+const QByteArray Payload = R"({"sub":"42","name":"zoe"})";
+
+} // namespace
+
+class TestJwtCodec : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void decode_data();
+    void decode();
+    void failedDecodeKeepsPreviousToken();
+    void algorithms_data();
+    void algorithms();
+    void headerAndPayloadSetters_data();
+    void headerAndPayloadSetters();
+    void emulatorTokensDecode();
+};
+
+void TestJwtCodec::decode_data()
+{
+    QTest::addColumn<QString>("token");
+    QTest::addColumn<bool>("decodes");
+    QTest::addColumn<QString>("subject");
+    QTest::addColumn<QByteArray>("signature");
+
+    const QString encoded = b64(Hs256Header) + '.' + b64(Payload);
+    QTest::newRow("base64url, unpadded") << encoded + ".c2ln" << true << "42" << QByteArray("sig");
+    QTest::newRow("base64url, padded")
+            << QString::fromLatin1(Hs256Header.toBase64(QByteArray::Base64UrlEncoding)) + '.'
+                       + QString::fromLatin1(Payload.toBase64(QByteArray::Base64UrlEncoding)) + ".c2ln"
+            << true << "42" << QByteArray("sig");
+    QTest::newRow("empty signature") << encoded + '.' << true << "42" << QByteArray();
+    QTest::newRow("plain JSON parts") << QString::fromLatin1(Hs256Header + '.' + Payload + ".x") << true << "42"
+                                      << QByteArray("x");
+    QTest::newRow("HS512 in lower case") << b64(R"({"alg":"hs512"})") + '.' + b64(Payload) + ".c2ln" << true
+                                         << "42" << QByteArray("sig");
+    QTest::newRow("two parts") << b64(Hs256Header) + '.' + b64(Payload) << false << QString() << QByteArray();
+    QTest::newRow("four parts") << encoded + ".a.b" << false << QString() << QByteArray();
+    QTest::newRow("empty") << QString() << false << QString() << QByteArray();
+    QTest::newRow("RS256 header") << b64(R"({"alg":"RS256"})") + '.' + b64(Payload) + ".x" << false << QString()
+                                  << QByteArray();
+    QTest::newRow("header without alg") << b64(R"({"typ":"JWT"})") + '.' + b64(Payload) + ".x" << false
+                                        << QString() << QByteArray();
+    QTest::newRow("header is an array") << b64(R"(["HS256"])") + '.' + b64(Payload) + ".x" << false << QString()
+                                        << QByteArray();
+    QTest::newRow("payload is an array") << b64(Hs256Header) + '.' + b64("[1,2]") + ".x" << false << QString()
+                                         << QByteArray();
+    QTest::newRow("payload is not JSON") << b64(Hs256Header) + '.' + b64("{sub:") + ".x" << false << QString()
+                                         << QByteArray();
+    QTest::newRow("empty payload") << b64(Hs256Header) + "..x" << false << QString() << QByteArray();
+}
+
+void TestJwtCodec::decode()
+{
+    QFETCH(QString, token);
+    QFETCH(bool, decodes);
+    QFETCH(QString, subject);
+    QFETCH(QByteArray, signature);
+
+    JwtCodec codec;
+    QCOMPARE(codec.decode(token), decodes);
+    if (!decodes)
+        return;
+    QCOMPARE(codec.payloadDocument().object().value("sub").toString(), subject);
+    QCOMPARE(codec.signature(), signature);
+}
+
+void TestJwtCodec::failedDecodeKeepsPreviousToken()
+{
+    JwtCodec codec;
+    QVERIFY(codec.decode(b64(Hs256Header) + '.' + b64(Payload) + ".c2ln"));
+    QVERIFY(!codec.decode(b64(R"({"alg":"none"})") + '.' + b64(R"({"sub":"7"})") + ".eA"));
+    QCOMPARE(codec.payloadDocument().object().value("sub").toString(), QStringLiteral("42"));
+    QCOMPARE(codec.signature(), QByteArray("sig"));
+    QCOMPARE(codec.algorithm(), QStringLiteral("HS256"));
+}
+
+void TestJwtCodec::algorithms_data()
+{
+    QTest::addColumn<QString>("alg");
+    QTest::addColumn<bool>("supported");
+
+    QTest::newRow("HS256") << "HS256" << true;
+    QTest::newRow("HS384") << "HS384" << true;
+    QTest::newRow("hs512") << "hs512" << true;
+    QTest::newRow("RS256") << "RS256" << false;
+    QTest::newRow("none") << "none" << false;
+    QTest::newRow("empty") << "" << false;
+}
+
+void TestJwtCodec::algorithms()
+{
+    QFETCH(QString, alg);
+    QFETCH(bool, supported);
+
+    JwtCodec codec;
+    QCOMPARE(JwtCodec::isAlgorithmSupported(alg), supported);
+    QCOMPARE(codec.setAlgorithm(alg), supported);
+    const QString expectedAlg = supported ? alg : QStringLiteral("HS256");
+    QCOMPARE(codec.algorithm(), expectedAlg);
+    QCOMPARE(QJsonDocument::fromJson(codec.headerJson().toUtf8()).object(),
+             QJsonObject({{"typ", "JWT"}, {"alg", expectedAlg}}));
+}
+
+void TestJwtCodec::headerAndPayloadSetters_data()
+{
+    QTest::addColumn<QString>("json");
+    QTest::addColumn<bool>("header");
+    QTest::addColumn<bool>("payload");
+
+    QTest::newRow("HS384 header") << R"({"alg":"HS384"})" << true << true;
+    QTest::newRow("object without alg") << R"({"sub":"1"})" << false << true;
+    QTest::newRow("empty object") << "{}" << false << true;
+    QTest::newRow("array") << "[]" << false << false;
+    QTest::newRow("broken") << R"({"alg":)" << false << false;
+    QTest::newRow("empty text") << "" << false << false;
+}
+
+void TestJwtCodec::headerAndPayloadSetters()
+{
+    QFETCH(QString, json);
+    QFETCH(bool, header);
+    QFETCH(bool, payload);
+
+    JwtCodec codec;
+    const QString headerBefore = codec.headerJson();
+    const QString payloadBefore = codec.payloadJson();
+    QCOMPARE(codec.setHeader(json), header);
+    QCOMPARE(codec.setPayload(json), payload);
+    if (!header)
+        QCOMPARE(codec.headerJson(), headerBefore);
+    if (!payload)
+        QCOMPARE(codec.payloadJson(), payloadBefore);
+}
+
+void TestJwtCodec::emulatorTokensDecode()
+{
+    EmulatorFixture emulator;
+    QVERIFY(emulator.start());
+    const QString token = emulator.token(QStringLiteral("alice@example.com"));
+    QVERIFY(!token.isEmpty());
+
+    JwtCodec codec;
+    QVERIFY(codec.decode(token));
+    const QJsonObject claims = codec.payloadDocument().object();
+    QCOMPARE(codec.algorithm(), QStringLiteral("HS256"));
+    QCOMPARE(claims.value("email").toString(), QStringLiteral("alice@example.com"));
+    QCOMPARE(claims.value("nimbla_login_project_id").toString(), emulator.config().value("loginProjectId").toString());
+    QVERIFY(claims.value("publisher_id").isDouble());
+    QVERIFY(claims.value("exp").toDouble() > QDateTime::currentSecsSinceEpoch());
+    QCOMPARE(codec.signature().size(), 32);
+}
+
+QTEST_GUILESS_MAIN(TestJwtCodec)
+#include "tst_jwtcodec.moc"
