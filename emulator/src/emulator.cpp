@@ -1,0 +1,115 @@
+#include "emulator.h"
+
+#include "requesthandlerfactory.h"
+
+#include <Poco/Net/HTTPServerParams.h>
+#include <Poco/Net/SocketAddress.h>
+
+namespace NimblaEmulator {
+
+namespace {
+
+constexpr int kMaxThreads = 64;
+
+Poco::Net::ServerSocket bindLoopback(int port)
+{
+    Poco::Net::ServerSocket socket;
+    socket.bind(Poco::Net::SocketAddress("127.0.0.1", static_cast<Poco::UInt16>(port)), true);
+    socket.listen(64);
+    return socket;
+}
+
+} // namespace
+
+Emulator::Emulator(Seed seed, int port)
+    : _seed(std::move(seed))
+    , _socket(bindLoopback(port))
+    , _layout(_socket.address().port())
+    , _state(_seed)
+    , _issuer(_seed.tokenSecret, _seed.tokenLifetimeSeconds)
+    , _context(_seed, _state, _issuer, _layout, _requests, _faults)
+    , _widgetSettings(_context)
+    , _jwtValidation(_context)
+    , _attributes(_context)
+    , _pages(_context)
+    , _admin(_context)
+    , _threads(2, kMaxThreads)
+{
+    addRoutes();
+}
+
+Emulator::~Emulator()
+{
+    stop();
+}
+
+int Emulator::port() const
+{
+    return _socket.address().port();
+}
+
+const Seed& Emulator::seed() const
+{
+    return _seed;
+}
+
+const UrlLayout& Emulator::layout() const
+{
+    return _layout;
+}
+
+void Emulator::addRoutes()
+{
+    auto notYet = [](HttpExchange& exchange) {
+        exchange.sendError(501, "Not implemented by the emulator yet: " + exchange.path());
+    };
+
+    _router.add("GET", UrlLayout::WidgetSettings, [this](HttpExchange& e) { _widgetSettings.handle(e); });
+    _router.add("POST", UrlLayout::ValidateJwt, [this](HttpExchange& e) { _jwtValidation.handle(e); });
+    _router.add("POST", UrlLayout::GetAttributes, [this](HttpExchange& e) { _attributes.handleGet(e); });
+    _router.add("POST", UrlLayout::UpdateAttributes, [this](HttpExchange& e) { _attributes.handleUpdate(e); });
+    _router.add("GET", UrlLayout::Callback, [this](HttpExchange& e) { _pages.handleCallback(e); });
+    _router.add("GET", UrlLayout::PrivacyPolicy, [this](HttpExchange& e) { _pages.handlePrivacyPolicy(e); });
+
+    for (const char* pattern : {UrlLayout::SteamLogin, UrlLayout::SteamOAuthLogin, UrlLayout::SteamSetEmail,
+                                UrlLayout::PlayfabLogin, UrlLayout::PlayfabCrossAuth, UrlLayout::PlayfabSteamLogin,
+                                UrlLayout::MailruLogin, UrlLayout::StoneLogin, UrlLayout::StoneSetEmail})
+    {
+        for (const char* method : {"GET", "POST"})
+            _router.add(method, pattern, notYet);
+    }
+
+    _router.add("GET", "/admin/token", [this](HttpExchange& e) { _admin.handleToken(e); });
+    _router.add("GET", "/admin/config", [this](HttpExchange& e) { _admin.handleConfig(e); });
+    _router.add("GET", "/admin/faults", [this](HttpExchange& e) { _admin.handleListFaults(e); });
+    _router.add("POST", "/admin/faults", [this](HttpExchange& e) { _admin.handleAddFault(e); });
+    _router.add("DELETE", "/admin/faults", [this](HttpExchange& e) { _admin.handleClearFaults(e); });
+    _router.add("GET", "/admin/requests", [this](HttpExchange& e) { _admin.handleListRequests(e); });
+    _router.add("DELETE", "/admin/requests", [this](HttpExchange& e) { _admin.handleClearRequests(e); });
+    _router.add("POST", "/admin/otp", [this](HttpExchange& e) { _admin.handleAddOtp(e); });
+}
+
+void Emulator::start()
+{
+    if (_server)
+        return;
+    Poco::Net::HTTPServerParams::Ptr params = new Poco::Net::HTTPServerParams;
+    params->setMaxThreads(kMaxThreads);
+    params->setMaxQueued(256);
+    params->setKeepAlive(true);
+    params->setKeepAliveTimeout(Poco::Timespan(5, 0));
+    _server = std::make_unique<Poco::Net::HTTPServer>(new RequestHandlerFactory(_router, _context), _threads,
+                                                      _socket, params);
+    _server->start();
+}
+
+void Emulator::stop()
+{
+    if (!_server)
+        return;
+    _server->stopAll(true);
+    _server.reset();
+    _threads.joinAll();
+}
+
+} // namespace NimblaEmulator

@@ -1,0 +1,54 @@
+#pragma once
+
+#include "seed.h"
+
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace NimblaEmulator {
+
+// What changes while the emulator runs: authorization codes, refresh tokens and
+// the one-time passwords still unused. POCO serves requests on several worker
+// threads, so every access goes through the mutex.
+class EmulatorState
+{
+public:
+    // Who an authorization code or refresh token was issued to.
+    struct Grant
+    {
+        std::string projectId;
+        int clientId = 0;
+        std::string login;
+        std::string redirectUri;
+        bool forgedToken = false;
+    };
+
+    explicit EmulatorState(const Seed& seed);
+
+    std::string issueCode(const Grant& grant);
+    // Single use: a taken code is gone whatever the caller does with it.
+    std::optional<Grant> takeCode(const std::string& code);
+
+    std::string issueRefreshToken(const Grant& grant);
+    std::optional<Grant> takeRefreshToken(const std::string& refreshToken);
+
+    // Replaces an unused or consumed OTP of the same text.
+    void addOtp(const Seed::Otp& otp);
+    // The first candidate that is a known OTP decides; it is consumed if still
+    // unused. Returns nothing when no candidate was ever known or it was used.
+    std::optional<Seed::Otp> takeOtp(const std::vector<std::string>& candidates);
+
+private:
+    static std::string randomToken(const char* prefix);
+
+    std::mutex _mutex;
+    std::map<std::string, Grant> _codes;
+    std::map<std::string, Grant> _refreshTokens;
+    std::map<std::string, Seed::Otp> _otps;
+    std::map<std::string, bool> _otpConsumed;
+};
+
+} // namespace NimblaEmulator

@@ -1,0 +1,80 @@
+#include "libraryconfig.h"
+
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+namespace NimblaEmulator {
+
+using Poco::JSON::Object;
+
+Object::Ptr LibraryConfig::build(const Seed::Project& project, const UrlLayout& layout)
+{
+    const std::string& id = project.id;
+    auto projectUrl = [&](const char* pattern) { return layout.url(pattern, id); };
+
+    Object::Ptr urls = new Object(Poco::JSON_PRESERVE_KEY_ORDER);
+    urls->set("socialNetworksListUrl", projectUrl(UrlLayout::SocialProviders));
+    urls->set("widgetSettingsUrl", projectUrl(UrlLayout::WidgetSettings));
+    urls->set("getUserAttributesUrl", layout.url(UrlLayout::GetAttributes));
+    urls->set("updateUserAttributesUrl", layout.url(UrlLayout::UpdateAttributes));
+    urls->set("loginUrl", projectUrl(UrlLayout::Login));
+    urls->set("proxyLoginUrl", projectUrl(UrlLayout::ProxyLogin));
+    // The library puts its state where "%1" stands; nothing else in the
+    // template may look like a placeholder, hence no percent-encoded values.
+    urls->set("oauthLoginUrl", projectUrl(UrlLayout::OAuthLogin) + "?client_id=" +
+                                   std::to_string(project.clientId) + "&response_type=code&state=%1");
+    urls->set("oauthExchangeCodeUrl", projectUrl(UrlLayout::OAuthToken));
+    urls->set("loginAuthViaSocialNetwork", layout.url(UrlLayout::SocialAuthorize, id, "%1"));
+    urls->set("steamLoginUrl", projectUrl(UrlLayout::SteamLogin));
+    urls->set("steamOAuthLoginUrl", projectUrl(UrlLayout::SteamOAuthLogin));
+    urls->set("steamSetEmailUrl", projectUrl(UrlLayout::SteamSetEmail));
+    urls->set("playfabLoginUrl", projectUrl(UrlLayout::PlayfabLogin));
+    urls->set("playfabCrossAuthUrl", projectUrl(UrlLayout::PlayfabCrossAuth));
+    urls->set("playfabSteamLoginUrl", projectUrl(UrlLayout::PlayfabSteamLogin));
+    urls->set("mailruLoginUrl", projectUrl(UrlLayout::MailruLogin));
+    urls->set("stoneLoginUrl", projectUrl(UrlLayout::StoneLogin));
+    urls->set("stoneSetEmailUrl", projectUrl(UrlLayout::StoneSetEmail));
+    urls->set("validateJWTUrl", layout.url(UrlLayout::ValidateJwt));
+    // The OTP goes in unencoded and may contain '&' or '=', so it must be the
+    // last thing in the query: the exchange reads everything after "otp=".
+    urls->set("exchangeOtpUrl", projectUrl(UrlLayout::OtpExchange) + "?otp=%1");
+
+    Object::Ptr network = new Object(Poco::JSON_PRESERVE_KEY_ORDER);
+    network->set("requestTimeoutMs", 30000);
+    network->set("strictTls", false);
+
+    Object::Ptr config = new Object(Poco::JSON_PRESERVE_KEY_ORDER);
+    config->set("appAccountName", "NimblaLauncherDemo");
+    config->set("productName", "NimblaDemo");
+    config->set("loginProjectId", id);
+    config->set("callbackUrl", layout.url(UrlLayout::Callback));
+    config->set("authFields", project.authFields);
+    config->set("oauth2Enabled", true);
+    config->set("oauth2ClientId", project.clientId);
+    config->set("authorizationTimeoutMs", 60000);
+    config->set("network", network);
+    config->set("urls", urls);
+    return config;
+}
+
+std::string LibraryConfig::toText(const Object::Ptr& config)
+{
+    std::ostringstream out;
+    config->stringify(out, 2);
+    out << '\n';
+    return out.str();
+}
+
+void LibraryConfig::writeFile(const Object::Ptr& config, const std::string& path)
+{
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    if (!out)
+        throw std::runtime_error("cannot open for writing");
+    out << toText(config);
+    out.flush();
+    if (!out)
+        throw std::runtime_error("write failed");
+}
+
+} // namespace NimblaEmulator

@@ -1,0 +1,53 @@
+#include "seed.h"
+
+namespace NimblaEmulator {
+
+namespace {
+
+const Seed::User* findByLogin(const std::vector<Seed::User>& users, const std::string& loginOrName)
+{
+    if (loginOrName.empty())
+        return nullptr;
+    for (const auto& user : users)
+    {
+        if (user.login == loginOrName || user.username == loginOrName)
+            return &user;
+    }
+    return nullptr;
+}
+
+} // namespace
+
+const Seed::Project* Seed::findProject(const std::string& id) const
+{
+    for (const auto& project : projects)
+    {
+        if (project.id == id)
+            return &project;
+    }
+    return nullptr;
+}
+
+const Seed::User* Seed::findUser(const std::string& loginOrName) const
+{
+    return findByLogin(users, loginOrName);
+}
+
+const Seed::User* Seed::findSocialUser(const std::string& provider) const
+{
+    for (const auto& user : socialUsers)
+    {
+        if (user.provider == provider)
+            return &user;
+    }
+    return nullptr;
+}
+
+const Seed::User* Seed::findAnyUser(const std::string& loginOrName) const
+{
+    if (const User* user = findUser(loginOrName))
+        return user;
+    return findByLogin(socialUsers, loginOrName);
+}
+
+} // namespace NimblaEmulator

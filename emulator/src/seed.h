@@ -1,0 +1,63 @@
+#pragma once
+
+#include <Poco/JSON/Object.h>
+
+#include <string>
+#include <vector>
+
+namespace NimblaEmulator {
+
+// Everything the emulator knows before the first request: projects, accounts,
+// one-time passwords and token settings. Read-only once loaded.
+class Seed
+{
+public:
+    struct Project
+    {
+        std::string id;
+        int clientId = 0;
+        std::string authFields;
+        // Sent verbatim as the widget-settings answer, so a seed can describe
+        // {"proxyLogin": ...}, an "error" object or anything else.
+        Poco::JSON::Object::Ptr widgetSettings;
+        int widgetSettingsStatus = 200;
+    };
+
+    struct User
+    {
+        std::string login;
+        std::string password;
+        std::string sub;
+        std::string username;
+        long long publisherId = 0;
+        std::string accessKey;
+        std::string externalAccountId;
+        std::string behaviour = "ordinary";
+        std::string provider; // empty for password accounts
+    };
+
+    struct Otp
+    {
+        std::string otp;
+        std::string outcome;
+        std::string user;
+        int status = 200;
+    };
+
+    std::string defaultProject;
+    std::string tokenSecret;
+    long long tokenLifetimeSeconds = 3600;
+    std::vector<Project> projects;
+    std::vector<User> users;
+    std::vector<User> socialUsers;
+    std::vector<Otp> otps;
+
+    const Project* findProject(const std::string& id) const;
+    // Accepts the e-mail login or the user name, as the login form does.
+    const User* findUser(const std::string& loginOrName) const;
+    const User* findSocialUser(const std::string& provider) const;
+    // Password accounts first, then social accounts.
+    const User* findAnyUser(const std::string& loginOrName) const;
+};
+
+} // namespace NimblaEmulator

@@ -1,0 +1,273 @@
+#include "seedloader.h"
+
+#include "defaultseed.h"
+#include "seederror.h"
+
+#include <Poco/Exception.h>
+#include <Poco/JSON/Array.h>
+#include <Poco/JSON/Parser.h>
+
+#include <algorithm>
+#include <fstream>
+#include <set>
+#include <sstream>
+
+namespace NimblaEmulator {
+
+namespace {
+
+using Poco::JSON::Array;
+using Poco::JSON::Object;
+
+const std::set<std::string> kUserBehaviours = {
+    "ordinary", "wrong-password", "captcha", "privacy-policy", "error-in-success"};
+const std::set<std::string> kSocialBehaviours = {"ordinary", "invalid-token", "no-token"};
+const std::set<std::string> kOtpOutcomes = {
+    "jwt", "oauth2", "access-token-only", "jwt-and-oauth2", "not-json", "error"};
+
+std::string stringField(const Object::Ptr& object, const std::string& key, const std::string& where,
+                        bool required = true, const std::string& fallback = std::string())
+{
+    if (!object->has(key) || object->isNull(key))
+    {
+        if (required)
+            throw SeedError(where + ": missing \"" + key + "\"");
+        return fallback;
+    }
+    const Poco::Dynamic::Var value = object->get(key);
+    if (!value.isString())
+        throw SeedError(where + ": \"" + key + "\" must be a string");
+    return value.extract<std::string>();
+}
+
+long long integerField(const Object::Ptr& object, const std::string& key, const std::string& where,
+                       bool required, long long fallback)
+{
+    if (!object->has(key) || object->isNull(key))
+    {
+        if (required)
+            throw SeedError(where + ": missing \"" + key + "\"");
+        return fallback;
+    }
+    const Poco::Dynamic::Var value = object->get(key);
+    if (!value.isInteger())
+        throw SeedError(where + ": \"" + key + "\" must be an integer");
+    return value.convert<Poco::Int64>();
+}
+
+Array::Ptr arrayField(const Object::Ptr& object, const std::string& key, bool required)
+{
+    if (!object->has(key))
+    {
+        if (required)
+            throw SeedError("missing \"" + key + "\" array");
+        return new Array;
+    }
+    Array::Ptr array = object->getArray(key);
+    if (!array)
+        throw SeedError("\"" + key + "\" must be an array");
+    return array;
+}
+
+Object::Ptr objectAt(const Array::Ptr& array, std::size_t index, const std::string& where)
+{
+    Object::Ptr object = array->getObject(static_cast<unsigned>(index));
+    if (!object)
+        throw SeedError(where + ": must be an object");
+    return object;
+}
+
+std::string entryName(const std::string& list, std::size_t index)
+{
+    return list + "[" + std::to_string(index) + "]";
+}
+
+Seed::Project readProject(const Object::Ptr& object, const std::string& where)
+{
+    Seed::Project project;
+    project.id = stringField(object, "id", where);
+    if (project.id.empty() || project.id.find_first_of("/?#%& ") != std::string::npos)
+        throw SeedError(where + ": \"id\" must be non-empty and URL-safe");
+    const long long clientId = integerField(object, "clientId", where, true, 0);
+    if (clientId <= 0 || clientId > 0x7fffffff)
+        throw SeedError(where + ": \"clientId\" must be a positive 32-bit integer");
+    project.clientId = static_cast<int>(clientId);
+    project.authFields = stringField(object, "authFields", where, false);
+    project.widgetSettings = object->has("widgetSettings") ? object->getObject("widgetSettings") : nullptr;
+    if (!project.widgetSettings)
+    {
+        project.widgetSettings = new Object;
+        project.widgetSettings->set("proxyLogin", false);
+    }
+    project.widgetSettingsStatus =
+        static_cast<int>(integerField(object, "widgetSettingsStatus", where, false, 200));
+    if (project.widgetSettingsStatus < 200 || project.widgetSettingsStatus > 599)
+        throw SeedError(where + ": \"widgetSettingsStatus\" must be an HTTP status");
+    return project;
+}
+
+Seed::User readUser(const Object::Ptr& object, const std::string& where, bool social)
+{
+    Seed::User user;
+    user.login = stringField(object, "login", where);
+    user.password = stringField(object, "password", where, !social);
+    user.sub = stringField(object, "sub", where, false, user.login);
+    user.username = stringField(object, "username", where, false);
+    user.publisherId = integerField(object, "publisherId", where, false, 0);
+    user.accessKey = stringField(object, "accessKey", where, false);
+    user.externalAccountId = stringField(object, "externalAccountId", where, false);
+    user.behaviour = stringField(object, "behaviour", where, false, "ordinary");
+    const auto& allowed = social ? kSocialBehaviours : kUserBehaviours;
+    if (allowed.count(user.behaviour) == 0)
+        throw SeedError(where + ": unknown \"behaviour\" \"" + user.behaviour + "\"");
+    if (social)
+    {
+        user.provider = stringField(object, "provider", where);
+        if (user.provider.empty() || user.provider.find_first_of("/?#%& ") != std::string::npos)
+            throw SeedError(where + ": \"provider\" must be non-empty and URL-safe");
+    }
+    return user;
+}
+
+Seed::Otp readOtp(const Object::Ptr& object, const std::string& where)
+{
+    Seed::Otp otp;
+    otp.otp = stringField(object, "otp", where);
+    if (otp.otp.empty())
+        throw SeedError(where + ": \"otp\" must not be empty");
+    otp.outcome = stringField(object, "outcome", where);
+    if (!SeedLoader::isKnownOtpOutcome(otp.outcome))
+        throw SeedError(where + ": unknown \"outcome\" \"" + otp.outcome + "\"");
+    otp.user = stringField(object, "user", where, false);
+    otp.status = static_cast<int>(integerField(object, "status", where, otp.outcome == "error", 200));
+    if (otp.outcome == "error" && (otp.status < 400 || otp.status > 599))
+        throw SeedError(where + ": \"status\" of an error outcome must be 400..599");
+    return otp;
+}
+
+void checkUnique(const std::vector<std::string>& names, const std::string& what)
+{
+    std::set<std::string> seen;
+    for (const auto& name : names)
+    {
+        if (!seen.insert(name).second)
+            throw SeedError("duplicate " + what + " \"" + name + "\"");
+    }
+}
+
+} // namespace
+
+Seed SeedLoader::fromText(const std::string& text)
+{
+    Object::Ptr root;
+    try
+    {
+        Poco::JSON::Parser parser;
+        root = parser.parse(text).extract<Object::Ptr>();
+    }
+    catch (const Poco::Exception& e)
+    {
+        throw SeedError("not valid JSON: " + e.displayText());
+    }
+    catch (const std::exception&)
+    {
+        throw SeedError("the top level must be a JSON object");
+    }
+    if (!root)
+        throw SeedError("the top level must be a JSON object");
+
+    Seed seed;
+    try
+    {
+        if (Object::Ptr tokens = root->getObject("tokens"))
+        {
+            seed.tokenSecret = stringField(tokens, "secret", "tokens", false, seed.tokenSecret);
+            seed.tokenLifetimeSeconds =
+                integerField(tokens, "lifetimeSeconds", "tokens", false, seed.tokenLifetimeSeconds);
+        }
+        if (seed.tokenSecret.empty())
+            seed.tokenSecret = "nimbla-emulator-secret";
+
+        const Array::Ptr projects = arrayField(root, "projects", true);
+        for (std::size_t i = 0; i < projects->size(); ++i)
+            seed.projects.push_back(readProject(objectAt(projects, i, entryName("projects", i)),
+                                                entryName("projects", i)));
+        if (seed.projects.empty())
+            throw SeedError("\"projects\" must hold at least one project");
+
+        const Array::Ptr users = arrayField(root, "users", false);
+        for (std::size_t i = 0; i < users->size(); ++i)
+            seed.users.push_back(readUser(objectAt(users, i, entryName("users", i)), entryName("users", i), false));
+
+        const Array::Ptr socialUsers = arrayField(root, "socialUsers", false);
+        for (std::size_t i = 0; i < socialUsers->size(); ++i)
+            seed.socialUsers.push_back(readUser(objectAt(socialUsers, i, entryName("socialUsers", i)),
+                                                entryName("socialUsers", i), true));
+
+        const Array::Ptr otps = arrayField(root, "otps", false);
+        for (std::size_t i = 0; i < otps->size(); ++i)
+            seed.otps.push_back(readOtp(objectAt(otps, i, entryName("otps", i)), entryName("otps", i)));
+
+        seed.defaultProject = stringField(root, "defaultProject", "seed", false, seed.projects.front().id);
+    }
+    catch (const Poco::Exception& e)
+    {
+        throw SeedError("unexpected shape: " + e.displayText());
+    }
+
+    std::vector<std::string> names;
+    for (const auto& project : seed.projects)
+        names.push_back(project.id);
+    checkUnique(names, "project id");
+    names.clear();
+    for (const auto& project : seed.projects)
+        names.push_back(std::to_string(project.clientId));
+    checkUnique(names, "project clientId");
+    names.clear();
+    for (const auto& user : seed.users)
+        names.push_back(user.login);
+    for (const auto& user : seed.socialUsers)
+        names.push_back(user.login);
+    checkUnique(names, "user login");
+    names.clear();
+    for (const auto& user : seed.socialUsers)
+        names.push_back(user.provider);
+    checkUnique(names, "social provider");
+    names.clear();
+    for (const auto& otp : seed.otps)
+        names.push_back(otp.otp);
+    checkUnique(names, "otp");
+
+    if (!seed.findProject(seed.defaultProject))
+        throw SeedError("\"defaultProject\" \"" + seed.defaultProject + "\" is not among the projects");
+    for (const auto& otp : seed.otps)
+    {
+        if (!otp.user.empty() && !seed.findAnyUser(otp.user))
+            throw SeedError("otp \"" + otp.otp + "\" names unknown user \"" + otp.user + "\"");
+    }
+    return seed;
+}
+
+Seed SeedLoader::fromFile(const std::string& path)
+{
+    std::ifstream in(path, std::ios::binary);
+    if (!in)
+        throw SeedError("cannot be read");
+    std::ostringstream text;
+    text << in.rdbuf();
+    if (in.bad())
+        throw SeedError("cannot be read");
+    return fromText(text.str());
+}
+
+Seed SeedLoader::builtIn()
+{
+    return fromText(defaultSeedText());
+}
+
+bool SeedLoader::isKnownOtpOutcome(const std::string& outcome)
+{
+    return kOtpOutcomes.count(outcome) != 0;
+}
+
+} // namespace NimblaEmulator
