@@ -2,18 +2,10 @@
 
 #include "napplication.h"
 
-#include <QCoreApplication>
-#include <QDeadlineTimer>
-#include <QEventLoop>
 #include <QFile>
 #include <QJsonDocument>
-#include <QNetworkAccessManager>
-#include <QNetworkReply>
-#include <QRegularExpression>
 #include <QSettings>
 #include <QStandardPaths>
-#include <QTimer>
-#include <QUrlQuery>
 
 namespace {
 
@@ -44,53 +36,21 @@ EmulatorFixture::EmulatorFixture()
     QStandardPaths::setTestModeEnabled(true);
 }
 
-EmulatorFixture::~EmulatorFixture()
-{
-    if (m_process.state() != QProcess::NotRunning) {
-        m_process.terminate();
-        if (!m_process.waitForFinished(5000))
-            m_process.kill();
-        m_process.waitForFinished(1000);
-    }
-}
-
 bool EmulatorFixture::start(const QStringList &extraArguments)
 {
     const QString generated = m_tempDir.filePath(QStringLiteral("emulator-config.json"));
-    m_process.setProgram(QStringLiteral(NIMBLA_EMULATOR_PATH));
-    m_process.setArguments(QStringList{QStringLiteral("--port"), QStringLiteral("0"), QStringLiteral("--write-config"),
-                                       generated, QStringLiteral("--die-with-parent")} + extraArguments);
-    m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    m_process.start();
-    if (!m_process.waitForStarted(5000)) {
-        qWarning() << "Cannot start the emulator:" << m_process.errorString();
+    if (!m_emulator.start(QStringLiteral(NIMBLA_EMULATOR_PATH), generated, extraArguments))
         return false;
-    }
-
-    static const QRegularExpression listening(QStringLiteral("listening on (http://\\S+)"));
-    QDeadlineTimer deadline(15000);
-    QByteArray output;
-    while (!deadline.hasExpired()) {
-        if (!m_process.waitForReadyRead(int(deadline.remainingTime())))
-            break;
-        output += m_process.readAll();
-        const QRegularExpressionMatch match = listening.match(QString::fromUtf8(output));
-        if (match.hasMatch()) {
-            m_baseUrl = QUrl(match.captured(1));
-            QFile file(generated);
-            if (!file.open(QIODevice::ReadOnly))
-                return false;
-            m_config = QJsonDocument::fromJson(file.readAll()).object();
-            return loadConfig();
-        }
-    }
-    qWarning() << "The emulator did not report its address; it printed:" << output;
-    return false;
+    QFile file(generated);
+    if (!file.open(QIODevice::ReadOnly))
+        return false;
+    m_config = QJsonDocument::fromJson(file.readAll()).object();
+    return loadConfig();
 }
 
 QUrl EmulatorFixture::baseUrl() const
 {
-    return m_baseUrl;
+    return m_emulator.baseUrl();
 }
 
 QString EmulatorFixture::configPath() const
@@ -122,14 +82,7 @@ bool EmulatorFixture::loadConfig(const QJsonObject &overrides)
 
 QString EmulatorFixture::token(const QString &user, const QString &project, int expiresInSeconds)
 {
-    QUrlQuery query;
-    query.addQueryItem(QStringLiteral("user"), user);
-    if (!project.isEmpty())
-        query.addQueryItem(QStringLiteral("project"), project);
-    if (expiresInSeconds != 0)
-        query.addQueryItem(QStringLiteral("expires_in"), QString::number(expiresInSeconds));
-    const QByteArray reply = adminGet(QStringLiteral("/admin/token?") + query.toString(QUrl::FullyEncoded));
-    return QJsonDocument::fromJson(reply).object().value(QStringLiteral("token")).toString();
+    return m_emulator.token(user, project, expiresInSeconds);
 }
 
 QJsonObject EmulatorFixture::adminConfig(const QString &project)
@@ -173,21 +126,5 @@ QByteArray EmulatorFixture::adminGet(const QString &pathAndQuery)
 
 QByteArray EmulatorFixture::adminSend(const QByteArray &verb, const QString &pathAndQuery, const QJsonObject &body)
 {
-    QNetworkAccessManager manager;
-    QNetworkRequest request(m_baseUrl.resolved(QUrl(pathAndQuery)));
-    QByteArray payload;
-    if (!body.isEmpty()) {
-        request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
-        payload = QJsonDocument(body).toJson(QJsonDocument::Compact);
-    }
-    QNetworkReply *reply = manager.sendCustomRequest(request, verb, payload);
-    QEventLoop loop;
-    QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
-    QTimer::singleShot(10000, &loop, &QEventLoop::quit);
-    loop.exec();
-    if (!reply->isFinished() || reply->error() != QNetworkReply::NoError)
-        qWarning() << "Emulator admin request failed:" << verb << pathAndQuery << reply->errorString();
-    const QByteArray data = reply->readAll();
-    delete reply;
-    return data;
+    return m_emulator.adminSend(verb, pathAndQuery, body);
 }

@@ -1,0 +1,56 @@
+// Signs a player in against the login-service emulator, through the library, and prints who signed in.
+#include "signindemo.h"
+
+#include "emulatorprocess.h"
+#include "napplication.h"
+
+#include <QCommandLineParser>
+#include <QGuiApplication>
+#include <QTemporaryDir>
+#include <QTimer>
+
+int main(int argc, char *argv[])
+{
+    qputenv("QT_QPA_PLATFORM", qgetenv("QT_QPA_PLATFORM").isEmpty() ? "offscreen" : qgetenv("QT_QPA_PLATFORM"));
+    QGuiApplication app(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("nimbla-demo"));
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral("Signs the emulator's default player in through NimblaAuth."));
+    parser.addHelpOption();
+    const QCommandLineOption emulatorOption(QStringLiteral("emulator"),
+                                            QStringLiteral("Path of the login-service emulator."),
+                                            QStringLiteral("path"));
+    const QCommandLineOption methodOption(QStringLiteral("method"),
+                                          QStringLiteral("Sign-in method: %1.").arg(SignInDemo::methods().join(", ")),
+                                          QStringLiteral("method"), QStringLiteral("jwt"));
+    parser.addOptions({emulatorOption, methodOption});
+    parser.process(app);
+
+    const QString method = parser.value(methodOption);
+    if (!parser.isSet(emulatorOption) || !SignInDemo::methods().contains(method))
+        parser.showHelp(2);
+
+    // Settings and journals of this run stay in a throw-away folder.
+    QTemporaryDir workspace;
+    qputenv("XDG_CONFIG_HOME", workspace.filePath(QStringLiteral("config")).toLocal8Bit());
+    qputenv("XDG_DATA_HOME", workspace.filePath(QStringLiteral("data")).toLocal8Bit());
+
+    EmulatorProcess emulator;
+    const QString configPath = workspace.filePath(QStringLiteral("launcher.json"));
+    if (!emulator.start(parser.value(emulatorOption), configPath))
+        return 1;
+    NimblaSDK::NApplication::instance().loadConfiguration(configPath);
+
+    SignInDemo::Player player{QStringLiteral("alice@example.com"), QStringLiteral("alice-password"), QString()};
+    player.jwt = emulator.token(player.login);
+
+    SignInDemo demo;
+    QObject::connect(&demo, &SignInDemo::finished, &app, &QCoreApplication::exit);
+    QTimer::singleShot(30000, &app, [] {
+        qWarning("No answer within 30 seconds");
+        QCoreApplication::exit(3);
+    });
+    demo.start(method, player);
+    return app.exec();
+}

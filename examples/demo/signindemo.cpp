@@ -1,0 +1,59 @@
+#include "signindemo.h"
+
+#include "sessions/jwtloginsession.h"
+
+#include <QTextStream>
+
+using namespace NimblaSDK;
+
+namespace {
+
+QTextStream &out()
+{
+    static QTextStream stream(stdout);
+    return stream;
+}
+
+} // namespace
+
+QStringList SignInDemo::methods()
+{
+    return {QStringLiteral("jwt")};
+}
+
+SignInDemo::SignInDemo(QObject *parent)
+    : QObject(parent)
+{
+}
+
+void SignInDemo::start(const QString &method, const Player &player)
+{
+    m_session = createSession(method, player);
+    connect(m_session, &AbstractSession::loginFinished, this, [this] {
+        printIdentity();
+        Q_EMIT finished(0);
+    });
+    connect(m_session, &AbstractSession::error, this, [this](const QString &message) {
+        out() << "Sign-in failed: " << message << Qt::endl;
+        Q_EMIT finished(1);
+    });
+    out() << "Signing in with " << method << " as " << player.login << Qt::endl;
+    m_session->tryLogin();
+}
+
+AbstractSession *SignInDemo::createSession(const QString &method, const Player &player)
+{
+    Q_UNUSED(method)
+    auto *session = new JwtLoginSession(this);
+    session->setJwtToken(player.jwt);
+    return session;
+}
+
+void SignInDemo::printIdentity()
+{
+    out() << "Signed in" << Qt::endl
+          << "  login:       " << m_session->login() << Qt::endl
+          << "  user id:     " << m_session->userId() << Qt::endl
+          << "  user name:   " << m_session->userName() << Qt::endl
+          << "  merchant id: " << m_session->merchantId() << Qt::endl;
+}
