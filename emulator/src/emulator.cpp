@@ -32,6 +32,9 @@ Emulator::Emulator(Seed seed, int port)
     , _jwtValidation(_context)
     , _attributes(_context)
     , _pages(_context)
+    , _otp(_context)
+    , _passwordLogin(_context)
+    , _oauthToken(_context)
     , _admin(_context)
     , _threads(2, kMaxThreads)
 {
@@ -68,6 +71,11 @@ void Emulator::addRoutes()
     _router.add("POST", UrlLayout::ValidateJwt, [this](HttpExchange& e) { _jwtValidation.handle(e); });
     _router.add("POST", UrlLayout::GetAttributes, [this](HttpExchange& e) { _attributes.handleGet(e); });
     _router.add("POST", UrlLayout::UpdateAttributes, [this](HttpExchange& e) { _attributes.handleUpdate(e); });
+    _router.add("GET", UrlLayout::OtpExchange, [this](HttpExchange& e) { _otp.handle(e); });
+    _router.add("POST", UrlLayout::Login, [this](HttpExchange& e) { _passwordLogin.handlePlain(e); });
+    _router.add("POST", UrlLayout::ProxyLogin, [this](HttpExchange& e) { _passwordLogin.handlePlain(e); });
+    _router.add("POST", UrlLayout::OAuthLogin, [this](HttpExchange& e) { _passwordLogin.handleOAuth(e); });
+    _router.add("POST", UrlLayout::OAuthToken, [this](HttpExchange& e) { _oauthToken.handle(e); });
     _router.add("GET", UrlLayout::Callback, [this](HttpExchange& e) { _pages.handleCallback(e); });
     _router.add("GET", UrlLayout::PrivacyPolicy, [this](HttpExchange& e) { _pages.handlePrivacyPolicy(e); });
 

@@ -6,7 +6,10 @@
 #include "emulatorstate.h"
 #include "faultinjector.h"
 #include "jwtvalidationhandler.h"
+#include "oauthtokenhandler.h"
+#include "otphandler.h"
 #include "pageshandler.h"
+#include "passwordloginhandler.h"
 #include "requestlog.h"
 #include "router.h"
 #include "seed.h"
@@ -56,6 +59,9 @@ private:
     JwtValidationHandler _jwtValidation;
     AttributesHandler _attributes;
     PagesHandler _pages;
+    OtpHandler _otp;
+    PasswordLoginHandler _passwordLogin;
+    OAuthTokenHandler _oauthToken;
     AdminHandler _admin;
     Router _router;
 
