@@ -35,6 +35,7 @@ Emulator::Emulator(Seed seed, int port)
     , _otp(_context)
     , _passwordLogin(_context)
     , _oauthToken(_context)
+    , _social(_context)
     , _admin(_context)
     , _threads(2, kMaxThreads)
 {
@@ -76,6 +77,9 @@ void Emulator::addRoutes()
     _router.add("POST", UrlLayout::ProxyLogin, [this](HttpExchange& e) { _passwordLogin.handlePlain(e); });
     _router.add("POST", UrlLayout::OAuthLogin, [this](HttpExchange& e) { _passwordLogin.handleOAuth(e); });
     _router.add("POST", UrlLayout::OAuthToken, [this](HttpExchange& e) { _oauthToken.handle(e); });
+    _router.add("GET", UrlLayout::SocialProviders, [this](HttpExchange& e) { _social.handleProviders(e); });
+    _router.add("GET", UrlLayout::SocialLoginPage, [this](HttpExchange& e) { _social.handleLoginPage(e); });
+    _router.add("GET", UrlLayout::SocialAuthorize, [this](HttpExchange& e) { _social.handleAuthorize(e); });
     _router.add("GET", UrlLayout::Callback, [this](HttpExchange& e) { _pages.handleCallback(e); });
     _router.add("GET", UrlLayout::PrivacyPolicy, [this](HttpExchange& e) { _pages.handlePrivacyPolicy(e); });
 

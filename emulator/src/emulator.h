@@ -13,6 +13,7 @@
 #include "requestlog.h"
 #include "router.h"
 #include "seed.h"
+#include "socialhandler.h"
 #include "tokenissuer.h"
 #include "urllayout.h"
 #include "widgetsettingshandler.h"
@@ -62,6 +63,7 @@ private:
     OtpHandler _otp;
     PasswordLoginHandler _passwordLogin;
     OAuthTokenHandler _oauthToken;
+    SocialHandler _social;
     AdminHandler _admin;
     Router _router;
 
