@@ -52,8 +52,11 @@ WinCredentialVault::Outcome WinCredentialVault::read(const std::wstring &target,
         return failure(GetLastError());
 
     credential->userName = stored->UserName ? std::wstring(stored->UserName) : std::wstring();
-    credential->secret.assign(reinterpret_cast<const wchar_t *>(stored->CredentialBlob),
-                              stored->CredentialBlobSize / sizeof(wchar_t));
+    if (stored->CredentialBlob && stored->CredentialBlobSize >= sizeof(wchar_t))
+        credential->secret.assign(reinterpret_cast<const wchar_t *>(stored->CredentialBlob),
+                                  stored->CredentialBlobSize / sizeof(wchar_t));
+    else
+        credential->secret.clear();
     CredFree(stored);
     return {};
 }
