@@ -1,0 +1,20 @@
+// Uses the installed headers only, as a launcher would.
+#include <jwt/jwtcodec.h>
+#include <napplication.h>
+#include <sessions/jwtloginsession.h>
+
+#include <QCoreApplication>
+#include <QJsonObject>
+#include <cstdio>
+
+int main(int argc, char *argv[])
+{
+    QCoreApplication app(argc, argv);
+    NimblaSDK::JwtLoginSession session(nullptr);
+
+    NimblaSDK::JwtCodec codec;
+    const bool decoded = codec.decode(QStringLiteral(R"({"alg":"HS256"}.{"username":"alice"}.x)"));
+    const QString name = codec.payloadDocument().object().value(QStringLiteral("username")).toString();
+    std::printf("consumer: decoded %s\n", qPrintable(name));
+    return decoded && NimblaSDK::NApplication::instance().configManager() ? 0 : 1;
+}
