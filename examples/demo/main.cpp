@@ -6,6 +6,7 @@
 
 #include <QCommandLineParser>
 #include <QGuiApplication>
+#include <QLoggingCategory>
 #include <QTemporaryDir>
 #include <QTimer>
 
@@ -24,8 +25,11 @@ int main(int argc, char *argv[])
     const QCommandLineOption methodOption(QStringLiteral("method"),
                                           QStringLiteral("Sign-in method: %1.").arg(SignInDemo::methods().join(", ")),
                                           QStringLiteral("method"), QStringLiteral("jwt"));
-    parser.addOptions({emulatorOption, methodOption});
+    const QCommandLineOption verboseOption(QStringLiteral("verbose"), QStringLiteral("Show the library's progress log."));
+    parser.addOptions({emulatorOption, methodOption, verboseOption});
     parser.process(app);
+    if (!parser.isSet(verboseOption))
+        QLoggingCategory::setFilterRules(QStringLiteral("*.debug=false\n*.info=false"));
 
     const QString method = parser.value(methodOption);
     if (!parser.isSet(emulatorOption) || !SignInDemo::methods().contains(method))
