@@ -119,6 +119,7 @@ void Emulator::stop()
 {
     if (!_server)
         return;
+    _faults.shutdown();
     _server->stopAll(true);
     _server.reset();
     _threads.joinAll();

@@ -3,7 +3,6 @@
 #include <Poco/Exception.h>
 #include <Poco/Net/HTTPServerRequest.h>
 #include <Poco/String.h>
-#include <Poco/Thread.h>
 
 #include <istream>
 
@@ -101,7 +100,7 @@ bool EmulatorRequestHandler::applyFault(HttpExchange& exchange) const
     if (!fault)
         return false;
     if (fault->delayMs > 0)
-        Poco::Thread::sleep(fault->delayMs);
+        _context.faults().delay(fault->delayMs);
     if (fault->drop)
     {
         exchange.drop();

@@ -2,6 +2,8 @@
 
 #include <Poco/JSON/Object.h>
 
+#include <chrono>
+
 namespace NimblaEmulator {
 
 void FaultInjector::add(Fault fault)
@@ -29,6 +31,21 @@ std::optional<FaultInjector::Fault> FaultInjector::take(const std::string& path)
         return fault;
     }
     return std::nullopt;
+}
+
+void FaultInjector::delay(int milliseconds)
+{
+    std::unique_lock<std::mutex> lock(_mutex);
+    _shuttingDown.wait_for(lock, std::chrono::milliseconds(milliseconds), [this] { return _shutdown; });
+}
+
+void FaultInjector::shutdown()
+{
+    {
+        std::lock_guard<std::mutex> lock(_mutex);
+        _shutdown = true;
+    }
+    _shuttingDown.notify_all();
 }
 
 Poco::JSON::Array::Ptr FaultInjector::toJson() const

@@ -2,6 +2,7 @@
 
 #include <Poco/JSON/Array.h>
 
+#include <condition_variable>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -31,8 +32,15 @@ public:
     std::optional<Fault> take(const std::string& path);
     Poco::JSON::Array::Ptr toJson() const;
 
+    // Waits out an injected delay; returns early once shutdown began, so a
+    // long delay never holds up the exit.
+    void delay(int milliseconds);
+    void shutdown();
+
 private:
     mutable std::mutex _mutex;
+    std::condition_variable _shuttingDown;
+    bool _shutdown = false;
     std::vector<Fault> _faults;
 };
 
