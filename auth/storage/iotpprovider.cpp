@@ -1,0 +1,2 @@
+// The interface has no code of its own; this unit gives its meta-object a home.
+#include "iotpprovider.h"

@@ -1,0 +1,42 @@
+#pragma once
+
+#include "nimblaauth_export.h"
+
+#include "iotpexchanger.h"
+
+class QLoggingCategory;
+
+namespace NimblaSDK {
+
+class HttpApiRequester;
+
+/*!
+ * Exchanges a one-time password at the login service's exchangeOtpUrl.
+ * Overlapping exchanges are independent: each answers on its own, in the
+ * order the service replies.
+ *
+ * \code
+ * auto *exchanger = new NimblaSDK::OtpExchanger(this);
+ * connect(exchanger, &NimblaSDK::IOtpExchanger::exchanged, this,
+ *         [](NimblaSDK::IOtpExchanger::CredentialType type, const QJsonObject &value) { ... });
+ * connect(exchanger, &NimblaSDK::IOtpExchanger::error, this, [] { ... });
+ * exchanger->exchange(otp);
+ * \endcode
+ */
+class NIMBLAAUTH_EXPORT OtpExchanger : public IOtpExchanger
+{
+    Q_OBJECT
+
+public:
+    explicit OtpExchanger(QObject *parent = nullptr);
+
+public Q_SLOTS:
+    void exchange(QString otp) override;
+
+private:
+    static const QLoggingCategory &logC();
+
+    HttpApiRequester *m_requester;
+};
+
+} // namespace NimblaSDK

@@ -1,0 +1,49 @@
+#pragma once
+
+#include "nimblaauth_export.h"
+
+#include "iotpprovider.h"
+
+#include <QSettings>
+#include <QString>
+
+namespace NimblaSDK {
+
+/*!
+ * Reads the one-time password that the launcher's installer or web page left
+ * for a product: the value "otp" in the registry key
+ * HKEY_CURRENT_USER\Software\NIMBLA\<product>_Launcher on Windows, and in the
+ * native settings file of organisation "NIMBLA", application
+ * "<product>_Launcher" in the user's configuration folder elsewhere.
+ *
+ * \code
+ * NimblaSDK::OtpProvider provider(this);
+ * provider.setProjectName(configManager->productName());
+ * const QString otp = provider.read();
+ * if (!otp.isEmpty())
+ *     exchanger->exchange(otp);
+ * \endcode
+ */
+class NIMBLAAUTH_EXPORT OtpProvider : public IOtpProvider
+{
+    Q_OBJECT
+
+public:
+    static const QString Key;
+    static const QString RootPathPrefix;
+
+    explicit OtpProvider(QObject *parent = nullptr);
+
+    //! An empty \a name points at the organisation's own key.
+    void setProjectName(const QString &name);
+
+    //! Opens the settings afresh, so a value written by another program since the last call is seen.
+    QString read() override;
+    void remove() override;
+
+private:
+    QString m_path;
+    QSettings m_settings;
+};
+
+} // namespace NimblaSDK

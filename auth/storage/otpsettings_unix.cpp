@@ -1,0 +1,25 @@
+#include "otpsettings_p.h"
+
+#include "otpprovider.h"
+
+#include <QLoggingCategory>
+
+namespace NimblaSDK {
+
+Q_LOGGING_CATEGORY(lcOtpSettings, "NimblaSDK.Auth.OtpProvider")
+
+// Without a registry the same key becomes the native settings file of the organisation
+// and, when a product is named, of the application "<product>_Launcher".
+std::unique_ptr<QSettings> openOtpSettings(const QString &path)
+{
+    const QString &prefix = OtpProvider::RootPathPrefix;
+    if (!path.startsWith(prefix)) {
+        qCWarning(lcOtpSettings) << "No product name was set; there is no one-time password to look for";
+        return nullptr;
+    }
+    const QString organisation = prefix.mid(prefix.lastIndexOf(QLatin1Char('\\')) + 1);
+    const QString application = path.mid(prefix.size() + 1);
+    return std::make_unique<QSettings>(QSettings::NativeFormat, QSettings::UserScope, organisation, application);
+}
+
+} // namespace NimblaSDK

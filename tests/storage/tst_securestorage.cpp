@@ -1,0 +1,390 @@
+// Runs against the private keyring of the test session (scripts/test.sh), never a mock:
+// what is checked here is what a later start of the launcher would find in the vault.
+
+#include "storage/credentials.h"
+#include "storage/nativesecurejsonobjectstorage.h"
+
+#include <QCoreApplication>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QStandardPaths>
+#include <QTest>
+#include <QUuid>
+
+#include <cstdio>
+
+using NimblaSDK::CredentialRecord;
+using NimblaSDK::NativeSecureJsonObjectStorage;
+
+namespace {
+
+const char *const ReadProbeOption = "--read-credential";
+
+// Stands in for a storage whose key depends on state known only later, such as the account name.
+class RedirectedStorage : public NativeSecureJsonObjectStorage
+{
+public:
+    RedirectedStorage(const QString &constructedKey, const QString &actualKey)
+        : NativeSecureJsonObjectStorage(constructedKey)
+        , m_actualKey(actualKey)
+    {
+    }
+
+protected:
+    QString storageKey() const override { return m_actualKey; }
+
+private:
+    QString m_actualKey;
+};
+
+// Collects every message logged while it lives.
+class MessageCollector
+{
+public:
+    MessageCollector()
+    {
+        s_messages.clear();
+        m_previous = qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &message) {
+            s_messages.append(message);
+        });
+    }
+    ~MessageCollector() { qInstallMessageHandler(m_previous); }
+
+    QStringList messages() const { return s_messages; }
+
+private:
+    static QStringList s_messages;
+    QtMessageHandler m_previous;
+};
+
+QStringList MessageCollector::s_messages;
+
+struct ToolResult
+{
+    int exitCode = -1;
+    QByteArray output;
+};
+
+ToolResult runSecretTool(const QStringList &arguments)
+{
+    QProcess tool;
+    tool.start(QStringLiteral("secret-tool"), arguments);
+    ToolResult result;
+    if (!tool.waitForFinished(10000))
+        return result;
+    result.exitCode = tool.exitCode();
+    result.output = tool.readAllStandardOutput();
+    return result;
+}
+
+} // namespace
+
+class TestSecureStorage : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void cleanup();
+
+    void roundTrip_data();
+    void roundTrip();
+    void emptyObjectIsStoredAsIndentedBraces();
+    void unparsableRecordReadsAsEmpty_data();
+    void unparsableRecordReadsAsEmpty();
+    void instancesWithOneKeyShareTheRecord();
+    void differentKeysAreIsolated();
+    void removeTwiceIsHarmless();
+    void everyOperationAsksForTheKey();
+
+    void credentialHelpersKeepUserAndSecret_data();
+    void credentialHelpersKeepUserAndSecret();
+    void oneItemPerTargetWhateverTheUserName();
+    void independentClientSeesTheStoredItem();
+
+    void readTraceOnStandardOutput_data();
+    void readTraceOnStandardOutput();
+
+private:
+    QString freshKey(const QString &purpose);
+
+    QStringList m_usedKeys;
+};
+
+QString TestSecureStorage::freshKey(const QString &purpose)
+{
+    // Other suites share the session's keyring; a key of our own per case keeps them apart.
+    const QString key = QStringLiteral("tst-%1-%2").arg(purpose, QUuid::createUuid().toString(QUuid::WithoutBraces));
+    m_usedKeys.append(key);
+    return key;
+}
+
+void TestSecureStorage::initTestCase()
+{
+    QVERIFY2(!qEnvironmentVariableIsEmpty("DBUS_SESSION_BUS_ADDRESS"),
+             "Needs the private D-Bus session with an unlocked keyring; run it through scripts/test.sh");
+    QVERIFY2(!QStandardPaths::findExecutable(QStringLiteral("secret-tool")).isEmpty(),
+             "secret-tool (libsecret-tools) is needed as an independent client of the keyring");
+    const QString key = freshKey(QStringLiteral("probe"));
+    QVERIFY2(NimblaSDK::writeCredential({key, QString(), QStringLiteral("{}")}),
+             "The keyring of the test session refuses to store");
+}
+
+void TestSecureStorage::cleanup()
+{
+    for (const QString &key : qAsConst(m_usedKeys))
+        NimblaSDK::deleteCredential(key);
+    m_usedKeys.clear();
+}
+
+void TestSecureStorage::roundTrip_data()
+{
+    QTest::addColumn<QJsonObject>("object");
+
+    QTest::newRow("saved-session") << QJsonObject{
+        {QStringLiteral("type"), QStringLiteral("NimblaOAuth2")},
+        {QStringLiteral("provider"), QString()},
+        {QStringLiteral("state"), QJsonObject{{QStringLiteral("refresh_token"), QStringLiteral("r.e.f-123")}}}};
+    QTest::newRow("non-ascii") << QJsonObject{
+        {QStringLiteral("name"), QStringLiteral("Жёлтый лис ünd 狐狸 🦊")},
+        {QStringLiteral("ключ"), QStringLiteral("\u00e9\u0301 combining")}};
+    QTest::newRow("json-escapes") << QJsonObject{
+        {QStringLiteral("text"), QStringLiteral("quote \" backslash \\ tab\t newline\n nul-free")}};
+    QTest::newRow("nested-values") << QJsonObject{
+        {QStringLiteral("list"), QJsonArray{1, 2.5, true, QJsonValue::Null, QStringLiteral("x")}},
+        {QStringLiteral("deep"), QJsonObject{{QStringLiteral("a"), QJsonObject{{QStringLiteral("b"), -7}}}}}};
+    QTest::newRow("long-refresh-token") << QJsonObject{
+        {QStringLiteral("state"), QJsonObject{{QStringLiteral("refresh_token"), QString(1200, QLatin1Char('t'))}}}};
+}
+
+void TestSecureStorage::roundTrip()
+{
+    QFETCH(QJsonObject, object);
+    const QString key = freshKey(QStringLiteral("roundtrip"));
+    NativeSecureJsonObjectStorage storage(key);
+
+    QVERIFY(storage.save(object));
+    QCOMPARE(storage.read(), object);
+
+    const CredentialRecord stored = NimblaSDK::readCredential(key);
+    QCOMPARE(stored.target, key);
+    QCOMPARE(stored.userName, QString());
+    QCOMPARE(stored.secret, QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Indented)));
+}
+
+void TestSecureStorage::emptyObjectIsStoredAsIndentedBraces()
+{
+    const QString key = freshKey(QStringLiteral("empty"));
+    NativeSecureJsonObjectStorage storage(key);
+
+    QVERIFY(storage.save(QJsonObject()));
+    QCOMPARE(NimblaSDK::readCredential(key).secret, QStringLiteral("{\n}\n"));
+    QCOMPARE(storage.read(), QJsonObject());
+}
+
+void TestSecureStorage::unparsableRecordReadsAsEmpty_data()
+{
+    QTest::addColumn<QString>("secret");
+
+    QTest::newRow("array") << QStringLiteral("[1, 2]");
+    QTest::newRow("plain-text") << QStringLiteral("not json at all");
+    QTest::newRow("truncated-object") << QStringLiteral("{\n    \"type\": \"OAu");
+    QTest::newRow("empty-text") << QString();
+}
+
+void TestSecureStorage::unparsableRecordReadsAsEmpty()
+{
+    QFETCH(QString, secret);
+    const QString key = freshKey(QStringLiteral("unparsable"));
+    QVERIFY(NimblaSDK::writeCredential({key, QString(), secret}));
+
+    QCOMPARE(NativeSecureJsonObjectStorage(key).read(), QJsonObject());
+}
+
+void TestSecureStorage::instancesWithOneKeyShareTheRecord()
+{
+    const QString key = freshKey(QStringLiteral("shared"));
+    NativeSecureJsonObjectStorage first(key);
+    NativeSecureJsonObjectStorage second(key);
+    const QJsonObject a{{QStringLiteral("v"), 1}};
+    const QJsonObject b{{QStringLiteral("w"), 2}};
+
+    QVERIFY(first.save(a));
+    QCOMPARE(second.read(), a);
+
+    // The second save replaces the record: no trace of the first object's keys remains.
+    QVERIFY(second.save(b));
+    QCOMPARE(first.read(), b);
+
+    NativeSecureJsonObjectStorage copied(first);
+    NativeSecureJsonObjectStorage moved(std::move(second));
+    QCOMPARE(copied.read(), b);
+    QCOMPARE(moved.read(), b);
+
+    copied.remove();
+    QCOMPARE(first.read(), QJsonObject());
+}
+
+void TestSecureStorage::differentKeysAreIsolated()
+{
+    const QString accountA = freshKey(QStringLiteral("accountA"));
+    // A key that contains the other one must not match it either.
+    const QString accountB = accountA + QStringLiteral("Session");
+    NativeSecureJsonObjectStorage storageA(accountA);
+    NativeSecureJsonObjectStorage storageB(accountB);
+    m_usedKeys.append(accountB);
+    const QJsonObject a{{QStringLiteral("owner"), QStringLiteral("A")}};
+    const QJsonObject b{{QStringLiteral("owner"), QStringLiteral("B")}};
+
+    QVERIFY(storageA.save(a));
+    QCOMPARE(storageB.read(), QJsonObject());
+    QVERIFY(storageB.save(b));
+    QCOMPARE(storageA.read(), a);
+    QCOMPARE(storageB.read(), b);
+
+    storageA.remove();
+    QCOMPARE(storageA.read(), QJsonObject());
+    QCOMPARE(storageB.read(), b);
+}
+
+void TestSecureStorage::removeTwiceIsHarmless()
+{
+    const QString key = freshKey(QStringLiteral("remove"));
+    NativeSecureJsonObjectStorage storage(key);
+    QVERIFY(storage.save(QJsonObject{{QStringLiteral("x"), 1}}));
+
+    {
+        // Silent by contract, the absent record on the second call included.
+        MessageCollector collector;
+        storage.remove();
+        storage.remove();
+        QCOMPARE(storage.read(), QJsonObject());
+        QCOMPARE(collector.messages(), QStringList());
+    }
+
+    QVERIFY(!NimblaSDK::deleteCredential(key));
+}
+
+void TestSecureStorage::everyOperationAsksForTheKey()
+{
+    const QString constructedKey = freshKey(QStringLiteral("constructed"));
+    const QString actualKey = freshKey(QStringLiteral("actual"));
+    RedirectedStorage storage(constructedKey, actualKey);
+    const QJsonObject object{{QStringLiteral("k"), QStringLiteral("v")}};
+
+    QVERIFY(storage.save(object));
+    QCOMPARE(NativeSecureJsonObjectStorage(actualKey).read(), object);
+    QCOMPARE(NativeSecureJsonObjectStorage(constructedKey).read(), QJsonObject());
+    QCOMPARE(storage.read(), object);
+
+    storage.remove();
+    QCOMPARE(NativeSecureJsonObjectStorage(actualKey).read(), QJsonObject());
+}
+
+void TestSecureStorage::credentialHelpersKeepUserAndSecret_data()
+{
+    QTest::addColumn<QString>("userName");
+    QTest::addColumn<QString>("secret");
+
+    QTest::newRow("e-mail-and-password") << QStringLiteral("player@example.com") << QStringLiteral("pa55w0rd!");
+    QTest::newRow("non-ascii") << QStringLiteral("Игрок ✓") << QStringLiteral("пароль 密码 🔑");
+    QTest::newRow("json-looking-secret") << QStringLiteral("u") << QStringLiteral("{\"userName\":\"forged\"}");
+    QTest::newRow("empty-user") << QString() << QStringLiteral("s");
+    QTest::newRow("empty-secret") << QStringLiteral("u") << QString();
+}
+
+void TestSecureStorage::credentialHelpersKeepUserAndSecret()
+{
+    QFETCH(QString, userName);
+    QFETCH(QString, secret);
+    const QString key = freshKey(QStringLiteral("helpers"));
+
+    QVERIFY(NimblaSDK::writeCredential({key, userName, secret}));
+    const CredentialRecord stored = NimblaSDK::readCredential(key);
+    QCOMPARE(stored.target, key);
+    QCOMPARE(stored.userName, userName);
+    QCOMPARE(stored.secret, secret);
+
+    QVERIFY(NimblaSDK::deleteCredential(key));
+    const CredentialRecord gone = NimblaSDK::readCredential(key);
+    QVERIFY(gone.target.isEmpty());
+    QVERIFY(gone.userName.isEmpty());
+    QVERIFY(gone.secret.isEmpty());
+}
+
+void TestSecureStorage::oneItemPerTargetWhateverTheUserName()
+{
+    const QString key = freshKey(QStringLiteral("single"));
+    QVERIFY(NimblaSDK::writeCredential({key, QStringLiteral("first@example.com"), QStringLiteral("one")}));
+    QVERIFY(NimblaSDK::writeCredential({key, QStringLiteral("second@example.com"), QStringLiteral("two")}));
+
+    const CredentialRecord stored = NimblaSDK::readCredential(key);
+    QCOMPARE(stored.userName, QStringLiteral("second@example.com"));
+    QCOMPARE(stored.secret, QStringLiteral("two"));
+
+    const ToolResult search = runSecretTool({QStringLiteral("search"), QStringLiteral("--all"),
+                                             QStringLiteral("target"), key});
+    QCOMPARE(search.exitCode, 0);
+    QCOMPARE(search.output.count("\nsecret = "), 1);
+}
+
+void TestSecureStorage::independentClientSeesTheStoredItem()
+{
+    const QString key = freshKey(QStringLiteral("secrettool"));
+    const QJsonObject object{{QStringLiteral("state"),
+                              QJsonObject{{QStringLiteral("refresh_token"), QStringLiteral("жетон-42")}}}};
+    QVERIFY(NativeSecureJsonObjectStorage(key).save(object));
+
+    const ToolResult lookup = runSecretTool({QStringLiteral("lookup"), QStringLiteral("xdg:schema"),
+                                             QStringLiteral("org.nimbla.Credential"), QStringLiteral("target"), key});
+    QCOMPARE(lookup.exitCode, 0);
+    const QJsonObject item = QJsonDocument::fromJson(lookup.output).object();
+    QCOMPARE(item.value(QStringLiteral("userName")).toString(), QString());
+    QCOMPARE(QJsonDocument::fromJson(item.value(QStringLiteral("secret")).toString().toUtf8()).object(), object);
+
+    // Removed through the library, gone for every client.
+    NativeSecureJsonObjectStorage(key).remove();
+    const ToolResult after = runSecretTool({QStringLiteral("lookup"), QStringLiteral("target"), key});
+    QCOMPARE(after.output, QByteArray());
+    QVERIFY(after.exitCode != 0);
+}
+
+void TestSecureStorage::readTraceOnStandardOutput_data()
+{
+    QTest::addColumn<bool>("saved");
+    QTest::addColumn<QByteArray>("expectedOutput");
+
+    QTest::newRow("record-present") << true << QByteArray("All right!\n");
+    QTest::newRow("read-before-save") << false << QByteArray();
+}
+
+void TestSecureStorage::readTraceOnStandardOutput()
+{
+    QFETCH(bool, saved);
+    QFETCH(QByteArray, expectedOutput);
+    const QString key = freshKey(QStringLiteral("trace"));
+    if (saved)
+        QVERIFY(NativeSecureJsonObjectStorage(key).save(QJsonObject{{QStringLiteral("x"), 1}}));
+
+    // Standard output of this process belongs to the test log, so the read runs in a child of its own.
+    QProcess child;
+    child.start(QCoreApplication::applicationFilePath(), {QLatin1String(ReadProbeOption), key});
+    QVERIFY(child.waitForFinished(10000));
+    QCOMPARE(child.exitCode(), 0);
+    QCOMPARE(child.readAllStandardOutput(), expectedOutput);
+}
+
+int main(int argc, char *argv[])
+{
+    QCoreApplication app(argc, argv);
+    if (argc == 3 && qstrcmp(argv[1], ReadProbeOption) == 0) {
+        NativeSecureJsonObjectStorage(QString::fromLocal8Bit(argv[2])).read();
+        return 0;
+    }
+    TestSecureStorage test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_securestorage.moc"

@@ -1,0 +1,357 @@
+// The vault when it cannot serve: no session bus at all (how CTest starts this test),
+// a bus without a Secret Service, a locked keyring and a frozen keyring daemon. The
+// last three each get a private bus and keyring daemon of their own, and the
+// operations run in a child process, since a process keeps the first bus it reaches.
+
+#include "storage/credentials.h"
+#include "storage/nativesecurejsonobjectstorage.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QJsonObject>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <cstdio>
+
+#include <signal.h>
+
+using NimblaSDK::NativeSecureJsonObjectStorage;
+
+namespace {
+
+const char *const ProbeOption = "--probe";
+const QString ProbeKey = QStringLiteral("tst-unavailable-key");
+// Must never show up in any output, whatever fails.
+const QString ProbeSecret = QStringLiteral("probe-secret-Ω-7f3a");
+
+// The bound is the watchdog's two seconds plus room for a loaded machine.
+constexpr qint64 OperationBoundMs = 2800;
+constexpr qint64 WatchdogMs = 2000;
+
+struct Message
+{
+    QString category;
+    QString text;
+};
+
+class MessageCollector
+{
+public:
+    MessageCollector()
+    {
+        s_messages.clear();
+        m_previous = qInstallMessageHandler([](QtMsgType type, const QMessageLogContext &context, const QString &text) {
+            if (type == QtWarningMsg)
+                s_messages.append({QString::fromLatin1(context.category), text});
+        });
+    }
+    ~MessageCollector() { qInstallMessageHandler(m_previous); }
+
+    QList<Message> messages() const { return s_messages; }
+
+private:
+    static QList<Message> s_messages;
+    QtMessageHandler m_previous;
+};
+
+QList<Message> MessageCollector::s_messages;
+
+// One "<operation> <outcome> <milliseconds>" line per operation, for the parent to judge.
+int runProbe()
+{
+    NativeSecureJsonObjectStorage storage(ProbeKey);
+    QElapsedTimer timer;
+
+    timer.start();
+    const bool saved = storage.save(QJsonObject{{QStringLiteral("secret"), ProbeSecret}});
+    std::printf("save %d %lld\n", saved ? 1 : 0, timer.restart());
+    const bool empty = storage.read().isEmpty();
+    std::printf("read %d %lld\n", empty ? 0 : 1, timer.restart());
+    const bool deleted = NimblaSDK::deleteCredential(ProbeKey);
+    std::printf("delete %d %lld\n", deleted ? 1 : 0, timer.restart());
+    return 0;
+}
+
+QProcessEnvironment isolatedEnvironment(const QString &home, const QString &busAddress)
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("HOME"), home);
+    environment.insert(QStringLiteral("XDG_DATA_HOME"), home + QStringLiteral("/.local/share"));
+    environment.insert(QStringLiteral("XDG_CONFIG_HOME"), home + QStringLiteral("/.config"));
+    // A keyring daemon finds a running one through its control socket in the runtime folder and
+    // hands over to it; the private daemon needs a runtime folder of its own to really start.
+    environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), home + QStringLiteral("/run"));
+    environment.remove(QStringLiteral("GNOME_KEYRING_CONTROL"));
+    environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), busAddress);
+    environment.remove(QStringLiteral("DISPLAY"));
+    return environment;
+}
+
+// A session bus that knows no services, and on request a keyring daemon on it.
+class PrivateBus
+{
+public:
+    ~PrivateBus()
+    {
+        if (m_keyring.state() != QProcess::NotRunning) {
+            ::kill(pid_t(m_keyring.processId()), SIGCONT);
+            stop(m_keyring);
+        }
+        stop(m_bus);
+    }
+
+    QString error() const { return m_error; }
+    QProcessEnvironment environment() const { return isolatedEnvironment(m_home.path(), m_address); }
+
+    bool start()
+    {
+        if (!QDir().mkpath(m_home.filePath(QStringLiteral("run")))
+            || !QFile::setPermissions(m_home.filePath(QStringLiteral("run")),
+                                      QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner))
+            return fail(QStringLiteral("cannot make the runtime folder"));
+        const QString config = m_home.filePath(QStringLiteral("bus.conf"));
+        QFile file(config);
+        if (!file.open(QIODevice::WriteOnly))
+            return fail(QStringLiteral("cannot write the bus configuration"));
+        file.write(QStringLiteral(
+                       "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\"\n"
+                       " \"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
+                       "<busconfig><type>session</type><listen>unix:dir=%1</listen><auth>EXTERNAL</auth>\n"
+                       "<policy context=\"default\"><allow send_destination=\"*\" eavesdrop=\"true\"/>"
+                       "<allow eavesdrop=\"true\"/><allow own=\"*\"/></policy></busconfig>\n")
+                       .arg(m_home.path())
+                       .toUtf8());
+        file.close();
+
+        m_bus.start(QStringLiteral("dbus-daemon"),
+                    {QStringLiteral("--config-file=") + config, QStringLiteral("--nofork"),
+                     QStringLiteral("--print-address=1")});
+        if (!m_bus.waitForStarted(5000))
+            return fail(QStringLiteral("dbus-daemon does not start: ") + m_bus.errorString());
+        QByteArray output;
+        while (!output.contains('\n') && m_bus.waitForReadyRead(5000))
+            output += m_bus.readAllStandardOutput();
+        m_address = QString::fromUtf8(output).trimmed();
+        if (m_address.isEmpty())
+            return fail(QStringLiteral("dbus-daemon printed no address"));
+        return true;
+    }
+
+    bool startKeyring()
+    {
+        m_keyring.setProcessEnvironment(environment());
+        m_keyring.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        m_keyring.start(QStringLiteral("gnome-keyring-daemon"),
+                        {QStringLiteral("--unlock"), QStringLiteral("--components=secrets"),
+                         QStringLiteral("--foreground")});
+        if (!m_keyring.waitForStarted(5000))
+            return fail(QStringLiteral("gnome-keyring-daemon does not start: ") + m_keyring.errorString());
+        // The unlock password must not be empty.
+        m_keyring.write("ci");
+        m_keyring.waitForBytesWritten(5000);
+        m_keyring.closeWriteChannel();
+        return runTool(QStringLiteral("gdbus"), {QStringLiteral("wait"), QStringLiteral("--session"),
+                                                 QStringLiteral("--timeout"), QStringLiteral("10"),
+                                                 QStringLiteral("org.freedesktop.secrets")});
+    }
+
+    bool lockKeyring()
+    {
+        return runTool(QStringLiteral("gdbus"),
+                       {QStringLiteral("call"), QStringLiteral("--session"), QStringLiteral("--dest"),
+                        QStringLiteral("org.freedesktop.secrets"), QStringLiteral("--object-path"),
+                        QStringLiteral("/org/freedesktop/secrets"), QStringLiteral("--method"),
+                        QStringLiteral("org.freedesktop.Secret.Service.Lock"),
+                        QStringLiteral("['/org/freedesktop/secrets/aliases/default']")});
+    }
+
+    bool freezeKeyring()
+    {
+        if (::kill(pid_t(m_keyring.processId()), SIGSTOP) != 0)
+            return fail(QStringLiteral("cannot stop the keyring daemon"));
+        return true;
+    }
+
+private:
+    bool fail(const QString &error)
+    {
+        m_error = error;
+        return false;
+    }
+
+    bool runTool(const QString &program, const QStringList &arguments)
+    {
+        QProcess tool;
+        tool.setProcessEnvironment(environment());
+        tool.start(program, arguments);
+        if (!tool.waitForFinished(15000) || tool.exitStatus() != QProcess::NormalExit || tool.exitCode() != 0)
+            return fail(program + QLatin1Char(' ') + arguments.join(QLatin1Char(' ')) + QStringLiteral(" failed: ")
+                        + QString::fromUtf8(tool.readAllStandardError()));
+        return true;
+    }
+
+    static void stop(QProcess &process)
+    {
+        if (process.state() == QProcess::NotRunning)
+            return;
+        process.terminate();
+        if (!process.waitForFinished(5000)) {
+            process.kill();
+            process.waitForFinished(2000);
+        }
+    }
+
+    QTemporaryDir m_home{QStringLiteral("/tmp/nimbla-bus-XXXXXX")};
+    QString m_address;
+    QString m_error;
+    QProcess m_bus;
+    QProcess m_keyring;
+};
+
+} // namespace
+
+class TestVaultUnavailable : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void withoutSessionBus();
+    void serviceCannotServe_data();
+    void serviceCannotServe();
+};
+
+void TestVaultUnavailable::initTestCase()
+{
+    for (const char *tool : {"dbus-daemon", "gnome-keyring-daemon", "gdbus"})
+        QVERIFY2(!QStandardPaths::findExecutable(QString::fromLatin1(tool)).isEmpty(),
+                 qPrintable(QStringLiteral("%1 is needed to build the failing services").arg(QLatin1String(tool))));
+}
+
+void TestVaultUnavailable::withoutSessionBus()
+{
+    QVERIFY2(qEnvironmentVariableIsEmpty("DBUS_SESSION_BUS_ADDRESS"),
+             "CTest registers this test with an empty DBUS_SESSION_BUS_ADDRESS");
+    qunsetenv("DISPLAY");
+
+    NativeSecureJsonObjectStorage storage(ProbeKey);
+    MessageCollector collector;
+    QElapsedTimer timer;
+
+    timer.start();
+    QVERIFY(!storage.save(QJsonObject{{QStringLiteral("secret"), ProbeSecret}}));
+    QVERIFY(timer.restart() < OperationBoundMs);
+    QCOMPARE(storage.read(), QJsonObject());
+    QVERIFY(timer.restart() < OperationBoundMs);
+    const NimblaSDK::CredentialRecord record = NimblaSDK::readCredential(ProbeKey);
+    QVERIFY(record.target.isEmpty() && record.userName.isEmpty() && record.secret.isEmpty());
+    QVERIFY(timer.restart() < OperationBoundMs);
+    QVERIFY(!NimblaSDK::deleteCredential(ProbeKey));
+    QVERIFY(timer.restart() < OperationBoundMs);
+    storage.remove();
+    QVERIFY(timer.restart() < OperationBoundMs);
+
+    const QString cause = QStringLiteral(" - no D-Bus session bus is available");
+    const QList<Message> messages = collector.messages();
+    const QStringList expected{
+        QStringLiteral("NimblaSDK.Auth.Credentials|Cannot write the credential ") + ProbeKey + cause,
+        QStringLiteral("default|Error while saving credentials: code \\d+$"),
+        QStringLiteral("default|Error while saving credentials: \\S.*$"),
+        QStringLiteral("NimblaSDK.Auth.Credentials|Cannot read the credential ") + ProbeKey + cause,
+        QStringLiteral("NimblaSDK.Auth.Credentials|Cannot read the credential ") + ProbeKey + cause,
+        QStringLiteral("NimblaSDK.Auth.Credentials|Cannot delete the credential ") + ProbeKey + cause,
+        QStringLiteral("NimblaSDK.Auth.Credentials|Cannot delete the credential ") + ProbeKey + cause,
+    };
+    QCOMPARE(messages.size(), expected.size());
+    for (int i = 0; i < messages.size(); ++i) {
+        const QString line = messages.at(i).category + QLatin1Char('|') + messages.at(i).text;
+        QVERIFY2(QRegularExpression(QLatin1Char('^') + expected.at(i)).match(line).hasMatch(), qPrintable(line));
+        QVERIFY2(!line.contains(ProbeSecret), qPrintable(line));
+    }
+}
+
+void TestVaultUnavailable::serviceCannotServe_data()
+{
+    QTest::addColumn<bool>("keyring");
+    QTest::addColumn<bool>("locked");
+    QTest::addColumn<bool>("frozen");
+    QTest::addColumn<QString>("cause");
+
+    QTest::newRow("no-secret-service") << false << false << false << QStringLiteral("no Secret Service is running");
+    QTest::newRow("locked-keyring") << true << true << false << QStringLiteral("the default keyring is locked");
+    QTest::newRow("frozen-daemon") << true << false << true
+                                   << QStringLiteral("the Secret Service did not answer within 2000 ms");
+}
+
+void TestVaultUnavailable::serviceCannotServe()
+{
+    QFETCH(bool, keyring);
+    QFETCH(bool, locked);
+    QFETCH(bool, frozen);
+    QFETCH(QString, cause);
+
+    PrivateBus bus;
+    QVERIFY2(bus.start(), qPrintable(bus.error()));
+    if (keyring)
+        QVERIFY2(bus.startKeyring(), qPrintable(bus.error()));
+    if (locked)
+        QVERIFY2(bus.lockKeyring(), qPrintable(bus.error()));
+    if (frozen)
+        QVERIFY2(bus.freezeKeyring(), qPrintable(bus.error()));
+
+    QProcess probe;
+    probe.setProcessEnvironment(bus.environment());
+    QElapsedTimer timer;
+    timer.start();
+    probe.start(QCoreApplication::applicationFilePath(), {QLatin1String(ProbeOption)});
+    QVERIFY(probe.waitForFinished(3 * OperationBoundMs + 5000));
+    QCOMPARE(probe.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(probe.exitCode(), 0);
+    QVERIFY(timer.elapsed() < 3 * OperationBoundMs + 2000);
+
+    const QString output = QString::fromUtf8(probe.readAllStandardOutput());
+    const QString errors = QString::fromUtf8(probe.readAllStandardError());
+    QVERIFY2(!output.contains(ProbeSecret) && !errors.contains(ProbeSecret), "The secret was printed");
+
+    const QStringList lines = output.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    const QStringList operations{QStringLiteral("save"), QStringLiteral("read"), QStringLiteral("delete")};
+    QCOMPARE(lines.size(), operations.size());
+    for (int i = 0; i < lines.size(); ++i) {
+        const QStringList fields = lines.at(i).split(QLatin1Char(' '));
+        QCOMPARE(fields.size(), 3);
+        QCOMPARE(fields.at(0), operations.at(i));
+        QVERIFY2(fields.at(1) == QLatin1String("0"), qPrintable(lines.at(i) + QStringLiteral(" should have failed")));
+        const qint64 elapsed = fields.at(2).toLongLong();
+        QVERIFY2(elapsed < OperationBoundMs, qPrintable(lines.at(i)));
+        if (frozen)
+            QVERIFY2(elapsed >= WatchdogMs - 100, qPrintable(lines.at(i) + QStringLiteral(" returned before the watchdog")));
+    }
+
+    for (const QString &operation : {QStringLiteral("write"), QStringLiteral("read"), QStringLiteral("delete")}) {
+        const QString warning = QStringLiteral("Cannot %1 the credential %2 - %3").arg(operation, ProbeKey, cause);
+        QVERIFY2(errors.contains(warning), qPrintable(QStringLiteral("missing \"%1\" in:\n%2").arg(warning, errors)));
+    }
+    QVERIFY2(QRegularExpression(QStringLiteral("^Error while saving credentials: code \\d+$"),
+                                QRegularExpression::MultilineOption)
+                 .match(errors)
+                 .hasMatch(),
+             qPrintable(errors));
+    QCOMPARE(errors.count(QStringLiteral("Error while saving credentials: ")), 2);
+}
+
+int main(int argc, char *argv[])
+{
+    QCoreApplication app(argc, argv);
+    if (argc == 2 && qstrcmp(argv[1], ProbeOption) == 0)
+        return runProbe();
+    TestVaultUnavailable test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_vaultunavailable.moc"
