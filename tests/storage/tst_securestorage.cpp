@@ -101,8 +101,7 @@ private Q_SLOTS:
 
     void credentialHelpersKeepUserAndSecret_data();
     void credentialHelpersKeepUserAndSecret();
-    void oneItemPerTargetWhateverTheUserName();
-    void independentClientSeesTheStoredItem();
+    void independentClientSeesOneItemPerTarget();
 
     void readTraceOnStandardOutput_data();
     void readTraceOnStandardOutput();
@@ -314,28 +313,19 @@ void TestSecureStorage::credentialHelpersKeepUserAndSecret()
     QVERIFY(gone.secret.isEmpty());
 }
 
-void TestSecureStorage::oneItemPerTargetWhateverTheUserName()
-{
-    const QString key = freshKey(QStringLiteral("single"));
-    QVERIFY(NimblaSDK::writeCredential({key, QStringLiteral("first@example.com"), QStringLiteral("one")}));
-    QVERIFY(NimblaSDK::writeCredential({key, QStringLiteral("second@example.com"), QStringLiteral("two")}));
-
-    const CredentialRecord stored = NimblaSDK::readCredential(key);
-    QCOMPARE(stored.userName, QStringLiteral("second@example.com"));
-    QCOMPARE(stored.secret, QStringLiteral("two"));
-
-    const ToolResult search = runSecretTool({QStringLiteral("search"), QStringLiteral("--all"),
-                                             QStringLiteral("target"), key});
-    QCOMPARE(search.exitCode, 0);
-    QCOMPARE(search.output.count("\nsecret = "), 1);
-}
-
-void TestSecureStorage::independentClientSeesTheStoredItem()
+void TestSecureStorage::independentClientSeesOneItemPerTarget()
 {
     const QString key = freshKey(QStringLiteral("secrettool"));
     const QJsonObject object{{QStringLiteral("state"),
                               QJsonObject{{QStringLiteral("refresh_token"), QStringLiteral("жетон-42")}}}};
+    QVERIFY(NimblaSDK::writeCredential({key, QStringLiteral("first@example.com"), QStringLiteral("one")}));
     QVERIFY(NativeSecureJsonObjectStorage(key).save(object));
+
+    // The second write, under another user name, replaced the first item instead of adding one.
+    const ToolResult search = runSecretTool({QStringLiteral("search"), QStringLiteral("--all"),
+                                             QStringLiteral("target"), key});
+    QCOMPARE(search.exitCode, 0);
+    QCOMPARE(search.output.count("\nsecret = "), 1);
 
     const ToolResult lookup = runSecretTool({QStringLiteral("lookup"), QStringLiteral("xdg:schema"),
                                              QStringLiteral("org.nimbla.Credential"), QStringLiteral("target"), key});
@@ -344,11 +334,10 @@ void TestSecureStorage::independentClientSeesTheStoredItem()
     QCOMPARE(item.value(QStringLiteral("userName")).toString(), QString());
     QCOMPARE(QJsonDocument::fromJson(item.value(QStringLiteral("secret")).toString().toUtf8()).object(), object);
 
-    // Removed through the library, gone for every client.
     NativeSecureJsonObjectStorage(key).remove();
     const ToolResult after = runSecretTool({QStringLiteral("lookup"), QStringLiteral("target"), key});
-    QCOMPARE(after.output, QByteArray());
     QVERIFY(after.exitCode != 0);
+    QCOMPARE(after.output, QByteArray());
 }
 
 void TestSecureStorage::readTraceOnStandardOutput_data()
