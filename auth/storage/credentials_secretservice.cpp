@@ -150,7 +150,8 @@ public:
         const bool locked = secret_collection_get_locked(collection);
         g_object_unref(collection);
         if (locked) {
-            // Unlocking would need a prompt, which a launcher started without a desktop cannot show.
+            // Unlocking means a password prompt, which would hold the GUI thread for as long as the
+            // user takes; the caller gets the failure and asks for the password itself.
             fail(describe(nullptr, watchdog, QStringLiteral("the default keyring is locked")), nullptr);
             return;
         }

@@ -14,6 +14,7 @@
 #include <QUuid>
 
 #include <cstdio>
+#include <cwchar>
 
 using NimblaSDK::CredentialRecord;
 using NimblaSDK::NativeSecureJsonObjectStorage;
@@ -343,15 +344,19 @@ void TestSecureStorage::independentClientSeesOneItemPerTarget()
 void TestSecureStorage::readTraceOnStandardOutput_data()
 {
     QTest::addColumn<bool>("saved");
+    QTest::addColumn<QString>("streamWidth");
     QTest::addColumn<QByteArray>("expectedOutput");
 
-    QTest::newRow("record-present") << true << QByteArray("All right!\n");
-    QTest::newRow("read-before-save") << false << QByteArray();
+    QTest::newRow("record-present") << true << "fresh" << QByteArray("All right!\n");
+    QTest::newRow("record-present-wide-stream") << true << "wide" << QByteArray("All right!\n");
+    QTest::newRow("record-present-narrow-stream") << true << "narrow" << QByteArray("before\nAll right!\n");
+    QTest::newRow("read-before-save") << false << "fresh" << QByteArray();
 }
 
 void TestSecureStorage::readTraceOnStandardOutput()
 {
     QFETCH(bool, saved);
+    QFETCH(QString, streamWidth);
     QFETCH(QByteArray, expectedOutput);
     const QString key = freshKey(QStringLiteral("trace"));
     if (saved)
@@ -359,7 +364,7 @@ void TestSecureStorage::readTraceOnStandardOutput()
 
     // Standard output of this process belongs to the test log, so the read runs in a child of its own.
     QProcess child;
-    child.start(QCoreApplication::applicationFilePath(), {QLatin1String(ReadProbeOption), key});
+    child.start(QCoreApplication::applicationFilePath(), {QLatin1String(ReadProbeOption), streamWidth, key});
     QVERIFY(child.waitForFinished(10000));
     QCOMPARE(child.exitCode(), 0);
     QCOMPARE(child.readAllStandardOutput(), expectedOutput);
@@ -368,8 +373,13 @@ void TestSecureStorage::readTraceOnStandardOutput()
 int main(int argc, char *argv[])
 {
     QCoreApplication app(argc, argv);
-    if (argc == 3 && qstrcmp(argv[1], ReadProbeOption) == 0) {
-        NativeSecureJsonObjectStorage(QString::fromLocal8Bit(argv[2])).read();
+    if (argc == 4 && qstrcmp(argv[1], ReadProbeOption) == 0) {
+        // The host application may have used standard output, wide or narrow, before the read.
+        if (qstrcmp(argv[2], "wide") == 0)
+            std::fwide(stdout, 1);
+        else if (qstrcmp(argv[2], "narrow") == 0)
+            std::fputs("before\n", stdout);
+        NativeSecureJsonObjectStorage(QString::fromLocal8Bit(argv[3])).read();
         return 0;
     }
     TestSecureStorage test;
