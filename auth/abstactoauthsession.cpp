@@ -1,0 +1,145 @@
+#include "abstactoauthsession.h"
+
+#include "eventstracker.h"
+#include "napplication.h"
+#include "networkerrortext_p.h"
+#include "nnetworkaccessmanager.h"
+
+#include <QJsonDocument>
+#include <QLoggingCategory>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QRandomGenerator>
+#include <QUrlQuery>
+
+namespace NimblaSDK {
+
+namespace {
+
+Q_LOGGING_CATEGORY(lcOAuthSession, "NimblaSDK.Auth.AbstactOAuthSession")
+
+} // namespace
+
+const QString AbstactOAuthSession::SessionAccessToken = QStringLiteral("access_token");
+const QString AbstactOAuthSession::SessionRefreshToken = QStringLiteral("refresh_token");
+
+AbstactOAuthSession::AbstactOAuthSession(QObject *parent)
+    : AbstractSession(parent)
+{
+}
+
+const QMap<QString, QVariant> &AbstactOAuthSession::sessionParameters() const
+{
+    return m_sessionParameters;
+}
+
+QJsonObject AbstactOAuthSession::sessionState() const
+{
+    return QJsonObject();
+}
+
+void AbstactOAuthSession::setSessionState(const QJsonObject &state)
+{
+    Q_UNUSED(state)
+}
+
+QString AbstactOAuthSession::refreshToken() const
+{
+    return m_sessionParameters.value(SessionRefreshToken).toString();
+}
+
+void AbstactOAuthSession::_setSessionParameter(const QString &key, const QVariant &value)
+{
+    m_sessionParameters.insert(key, value);
+}
+
+QString AbstactOAuthSession::_generateState()
+{
+    static const QString alphabet = QStringLiteral("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789");
+    // The state is what stops a forged redirect from being accepted, so it
+    // must not be guessable: a secure source, not a seeded sequence.
+    QRandomGenerator *random = QRandomGenerator::system();
+    QString state;
+    state.reserve(12);
+    for (int i = 0; i < 12; ++i)
+        state.append(alphabet.at(int(random->bounded(quint32(alphabet.size())))));
+    return state;
+}
+
+void AbstactOAuthSession::_oauthGetJwt(const QString &code, const QString &redirectUri, bool refresh)
+{
+    const QUrl url(NApplication::instance().urlsManager()->oauthExchangeCodeUrl());
+
+    QUrlQuery form;
+    if (refresh) {
+        form.addQueryItem(QStringLiteral("grant_type"), QStringLiteral("refresh_token"));
+        form.addQueryItem(QStringLiteral("refresh_token"), refreshToken());
+    } else {
+        form.addQueryItem(QStringLiteral("grant_type"), QStringLiteral("authorization_code"));
+        form.addQueryItem(QStringLiteral("code"), code);
+    }
+    form.addQueryItem(QStringLiteral("client_id"),
+                      QString::number(NApplication::instance().configManager()->oauth2ClientId()));
+    form.addQueryItem(QStringLiteral("redirect_uri"), redirectUri);
+
+    QNetworkRequest request(url);
+    request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/x-www-form-urlencoded"));
+    QNetworkReply *reply = NNetworkAccessManager::getManager()->post(request, form.toString(QUrl::FullyEncoded).toUtf8());
+
+    // Released even when the session is gone before the answer comes.
+    connect(reply, &QNetworkReply::finished, reply, &QObject::deleteLater);
+    connect(reply, &QNetworkReply::finished, this, [this, reply] {
+        const QByteArray body = reply->readAll();
+        const QJsonObject answer = QJsonDocument::fromJson(body).object();
+        const QString failed = QStringLiteral("ExchangeOAuthCodeFailed");
+
+        if (reply->error() != QNetworkReply::NoError) {
+            if (answer.contains(QStringLiteral("error"))) {
+                const QString description = answer.value(QStringLiteral("error")).toObject()
+                                                    .value(QStringLiteral("description")).toString();
+                qCCritical(lcOAuthSession).noquote() << "exchange code failed " + description;
+                qCCritical(lcOAuthSession).noquote() << "Reply: " + QString::fromUtf8(QJsonDocument(answer).toJson());
+                EventsTracker::instance().trackNimblaEvent(failed, QVariant());
+                _logError(QStringLiteral("NimblaOAuthLogin: Failed auth"), description);
+                Q_EMIT error(description);
+            } else {
+                const QString text = withNetworkErrorCode(QStringLiteral("exchange code failed ") + reply->errorString(),
+                                                          reply->error());
+                qCCritical(lcOAuthSession).noquote() << text;
+                EventsTracker::instance().trackNimblaEvent(failed, QVariant());
+                _logError(QStringLiteral("NimblaOAuthLogin: Authorization failed"), text);
+                Q_EMIT error(reply->errorString());
+            }
+            return;
+        }
+
+        if (answer.contains(SessionAccessToken)) {
+            const QString accessToken = answer.value(SessionAccessToken).toString();
+            const QString newRefreshToken =
+                    QString::fromUtf8(answer.value(SessionRefreshToken).toVariant().toByteArray());
+            updateRefreshToken(newRefreshToken);
+            _onJwtReceived(accessToken);
+        }
+    });
+}
+
+void AbstactOAuthSession::updateRefreshToken(const QString &refreshToken)
+{
+    qCDebug(lcOAuthSession).nospace().noquote() << "Refresh token changed from [" << this->refreshToken().toLocal8Bit()
+                                                << "] to [" << refreshToken.toLocal8Bit() << "]";
+    m_sessionParameters.insert(SessionRefreshToken, refreshToken);
+}
+
+void AbstactOAuthSession::_onJwtReceived(const QString &jwt)
+{
+    m_sessionParameters.insert(SessionAccessToken, jwt);
+    // Announced before the token is checked: the manager saves the
+    // parameters on this signal, whatever the check finds.
+    Q_EMIT refreshed(m_sessionParameters);
+    _processJWT(jwt);
+    // A JWT of another login project still finishes the sign-in on this path;
+    // callers rely on loginFinished() after every token answer.
+    _finishAuth();
+}
+
+} // namespace NimblaSDK

@@ -1,0 +1,64 @@
+#pragma once
+
+#include "nimblaauth_export.h"
+
+#include "abstractsession.h"
+
+#include <QJsonObject>
+#include <QMap>
+#include <QString>
+#include <QVariant>
+
+namespace NimblaSDK {
+
+/*!
+ * The base of the sessions that get their JWT from the login service's OAuth2
+ * token endpoint: it trades an authorisation code or the stored refresh token
+ * for an access token and a new refresh token, and keeps both in
+ * sessionParameters() for the session manager to save.
+ *
+ * A derived session sends the user to the service with a fresh state, checks
+ * the state that comes back and then exchanges the code:
+ *
+ * \code
+ * const QString state = _generateState();
+ * // ... the service answers with a code and that state ...
+ * _oauthGetJwt(code, NApplication::instance().configManager()->callbackUrl(), false);
+ * \endcode
+ *
+ * The exchange ends in loginFinished() or error(), like every sign-in.
+ */
+class NIMBLAAUTH_EXPORT AbstactOAuthSession : public AbstractSession
+{
+    Q_OBJECT
+
+public:
+    static const QString SessionAccessToken;
+    static const QString SessionRefreshToken;
+
+    explicit AbstactOAuthSession(QObject *parent);
+
+    const QMap<QString, QVariant> &sessionParameters() const;
+
+    //! The state to save between runs; nothing here, the derived sessions say what they keep.
+    virtual QJsonObject sessionState() const;
+    //! Restores what sessionState() returned; it does not sign in by itself.
+    virtual void setSessionState(const QJsonObject &state);
+
+protected:
+    //! Trades \a code, or the stored refresh token when \a refresh is true, for a JWT.
+    virtual void _oauthGetJwt(const QString &code, const QString &redirectUri, bool refresh);
+    virtual void _onJwtReceived(const QString &jwt);
+    virtual void updateRefreshToken(const QString &refreshToken);
+
+    QString refreshToken() const;
+    //! For setSessionState() of the derived sessions.
+    void _setSessionParameter(const QString &key, const QVariant &value);
+    //! 12 characters of [A-Za-z0-9], drawn from the system's secure random source.
+    QString _generateState();
+
+private:
+    QVariantMap m_sessionParameters;
+};
+
+} // namespace NimblaSDK
