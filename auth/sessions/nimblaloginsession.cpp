@@ -1,0 +1,211 @@
+#include "nimblaloginsession.h"
+
+#include "eventstracker.h"
+#include "jwt/nimblaloginjwtvalidator.h"
+#include "napplication.h"
+#include "networkerrortext_p.h"
+#include "nnetworkaccessmanager.h"
+#include "passwordlogin_p.h"
+
+#include <QDesktopServices>
+#include <QJsonDocument>
+#include <QLoggingCategory>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QUrlQuery>
+
+namespace NimblaSDK {
+
+namespace {
+
+Q_LOGGING_CATEGORY(lcLoginSession, "logCatNimblaAuth")
+
+const QString FailedEvent = QStringLiteral("LoginPassAuthFailed");
+
+void trackEvent(const QString &name)
+{
+    EventsTracker::instance().trackNimblaEvent(name, QVariant());
+}
+
+} // namespace
+
+NimblaLoginSession::NimblaLoginSession(QObject *parent)
+    : AbstractSession(parent)
+{
+    const CredentialRecord account = PasswordLogin::savedAccount();
+    setLogin(account.userName);
+    setPassword(account.secret);
+    setRememberMe(true);
+}
+
+QString NimblaLoginSession::login() const { return m_login; }
+QString NimblaLoginSession::password() const { return m_password; }
+bool NimblaLoginSession::rememberMe() const { return m_rememberMe; }
+QString NimblaLoginSession::singleTimeAccessToken() const { return m_singleTimeAccessToken; }
+
+void NimblaLoginSession::setLogin(const QString &login)
+{
+    if (login == m_login)
+        return;
+    m_login = login;
+    Q_EMIT loginChanged(login);
+}
+
+void NimblaLoginSession::setPassword(const QString &password)
+{
+    if (password == m_password)
+        return;
+    m_password = password;
+    Q_EMIT passwordChanged(password);
+}
+
+void NimblaLoginSession::setRememberMe(bool rememberMe)
+{
+    if (rememberMe == m_rememberMe)
+        return;
+    m_rememberMe = rememberMe;
+    Q_EMIT rememberMeChanged(rememberMe);
+}
+
+void NimblaLoginSession::setSingleTimeAccessToken(const QString &token)
+{
+    m_singleTimeAccessToken = token;
+    Q_EMIT singleTimeAccessTokenChanged();
+}
+
+void NimblaLoginSession::setJwtValidator(QSharedPointer<NimblaLoginJwtValidator> validator)
+{
+    if (m_jwtValidator)
+        m_jwtValidator->disconnect(this);
+    m_jwtValidator = validator;
+    if (!m_jwtValidator)
+        return;
+    connect(m_jwtValidator.data(), &IJwtValidator::valid, this, &NimblaLoginSession::jwtValid);
+    connect(m_jwtValidator.data(), &IJwtValidator::invalid, this, &NimblaLoginSession::jwtInvalid);
+}
+
+void NimblaLoginSession::logout()
+{
+    PasswordLogin::forgetAccount();
+}
+
+void NimblaLoginSession::tryLogin()
+{
+    if (!m_singleTimeAccessToken.isEmpty()) {
+        if (m_jwtValidator)
+            m_jwtValidator->validate(m_singleTimeAccessToken);
+        else
+            jwtValid();
+        return;
+    }
+
+    if (m_login.isEmpty() || m_password.isEmpty()) {
+        Q_EMIT error(tr("Could not log in via the saved account.\n Please use your email and password or log in via a social network."));
+        _logError(QStringLiteral("NimblaLogin: Failed auth via saved account"), QString());
+        return;
+    }
+
+    // A project whose login type is still unknown goes through the proxy.
+    const UrlsManager *urls = NApplication::instance().urlsManager();
+    const QUrl url(loginType() == 1 ? urls->loginUrl() : urls->proxyLoginUrl());
+    qCDebug(lcLoginSession) << "LOGIN URL" << url;
+
+    const QJsonObject credentials{
+        {QStringLiteral("username"), m_login},
+        {QStringLiteral("password"), m_password},
+        {QStringLiteral("remember_me"), m_rememberMe},
+    };
+    QNetworkRequest request(url);
+    request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
+    QNetworkReply *reply = NNetworkAccessManager::getManager()->post(request, QJsonDocument(credentials).toJson());
+    // Released even when the session is gone before the answer comes.
+    connect(reply, &QNetworkReply::finished, reply, &QObject::deleteLater);
+    connect(reply, &QNetworkReply::finished, this, [this, reply] { _onLoginReply(reply); });
+}
+
+void NimblaLoginSession::_onLoginReply(QNetworkReply *reply)
+{
+    const QByteArray body = reply->readAll();
+    const QJsonObject answer = QJsonDocument::fromJson(body).object();
+    const QNetworkReply::NetworkError code = reply->error();
+    const bool hasError = answer.contains(QStringLiteral("error"));
+
+    if (code == QNetworkReply::AuthenticationRequiredError) {
+        qCCritical(lcLoginSession) << "loading login_url failed";
+        qCCritical(lcLoginSession).noquote() << "Reply: " + QString::fromUtf8(body);
+        trackEvent(FailedEvent);
+        _logError(QStringLiteral("NimblaLogin: Login or password is incorrect"), QString());
+        Q_EMIT error(tr("Login or password is incorrect"));
+        return;
+    }
+
+    if (code != QNetworkReply::NoError) {
+        if (!hasError) {
+            const QString text = withNetworkErrorCode(QStringLiteral("loading login_url failed ") + reply->errorString(), code);
+            qCCritical(lcLoginSession).noquote() << text;
+            trackEvent(FailedEvent);
+            _logError(QStringLiteral("NimblaLogin: Authorization failed"), text);
+            Q_EMIT error(reply->errorString());
+            return;
+        }
+        const QString description = PasswordLogin::errorDescription(answer);
+        qCCritical(lcLoginSession).noquote() << "loading login_url failed " + description;
+        qCCritical(lcLoginSession).noquote() << "Reply: " + QString::fromUtf8(QJsonDocument(answer).toJson());
+        // The service's captcha answer is a prompt, not a failure: no event, no error.
+        if (description == QLatin1String("Invalid captcha")) {
+            _logError(QStringLiteral("NimblaLogin: Incorrect captcha"), QString());
+            Q_EMIT captchaIsNeeded();
+            return;
+        }
+        trackEvent(FailedEvent);
+        _logError(QStringLiteral("NimblaLogin: Failed auth"), description);
+        Q_EMIT error(description);
+        return;
+    }
+
+    if (answer.contains(QStringLiteral("login_url"))) {
+        const QString loginUrl = answer.value(QStringLiteral("login_url")).toString();
+        const QString token = QUrlQuery(QUrl(loginUrl)).queryItemValue(QStringLiteral("token"), QUrl::FullyDecoded);
+        _processJWT(token);
+        if (!accessKey().isEmpty()) {
+            PasswordLogin::saveAccount(m_login, m_password);
+            NApplication::instance().settingsManager()->setRememberMe(m_rememberMe);
+            trackEvent(QStringLiteral("LoginPassAuthSuccessed"));
+            _finishAuth();
+        } else {
+            // No access key yet: the service wants the privacy policy accepted
+            // on its page before it lets the account in.
+            QDesktopServices::openUrl(QUrl(loginUrl));
+            Q_EMIT privatePolicyIsNeeded(loginUrl);
+        }
+    }
+
+    // Checked even after a finished sign-in: the service can accept the
+    // password and still refuse the account in the same answer.
+    if (hasError) {
+        const QString description = PasswordLogin::errorDescription(answer);
+        qCCritical(lcLoginSession).noquote() << "loading login_url failed " + description;
+        qCCritical(lcLoginSession).noquote() << "Reply: " + QString::fromUtf8(QJsonDocument(answer).toJson());
+        trackEvent(FailedEvent);
+        _logError(QStringLiteral("NimblaLogin: Login or password is incorrect"), QString());
+        Q_EMIT error(tr("Login or password is incorrect"));
+    }
+}
+
+void NimblaLoginSession::jwtValid()
+{
+    qCDebug(lcLoginSession) << "Access token validation finished successfully.";
+    _processJWT(m_singleTimeAccessToken);
+    // The empty text is deliberate: the session manager shows its own message.
+    if (accessKey().isEmpty())
+        Q_EMIT error(QString());
+    else
+        _finishAuth();
+}
+
+void NimblaLoginSession::jwtInvalid()
+{
+    Q_EMIT error(QString());
+}
+
+} // namespace NimblaSDK
