@@ -1,6 +1,8 @@
 #include "signindemo.h"
 
 #include "sessions/jwtloginsession.h"
+#include "sessions/nimblaloginoauthsession.h"
+#include "sessions/nimblaloginsession.h"
 
 #include <QTextStream>
 
@@ -18,7 +20,7 @@ QTextStream &out()
 
 QStringList SignInDemo::methods()
 {
-    return {QStringLiteral("jwt")};
+    return {QStringLiteral("jwt"), QStringLiteral("password"), QStringLiteral("oauth-password")};
 }
 
 SignInDemo::SignInDemo(QObject *parent)
@@ -38,12 +40,27 @@ void SignInDemo::start(const QString &method, const Player &player)
         Q_EMIT finished(1);
     });
     out() << "Signing in with " << method << " as " << player.login << Qt::endl;
-    m_session->tryLogin();
+    // Password sign-ins first ask the service whether the project logs in directly or through its proxy.
+    if (method == QLatin1String("jwt"))
+        m_session->tryLogin();
+    else
+        m_session->checkLoginType();
 }
 
 AbstractSession *SignInDemo::createSession(const QString &method, const Player &player)
 {
-    Q_UNUSED(method)
+    if (method == QLatin1String("password")) {
+        auto *session = new NimblaLoginSession(this);
+        session->setLogin(player.login);
+        session->setPassword(player.password);
+        return session;
+    }
+    if (method == QLatin1String("oauth-password")) {
+        auto *session = new NimblaLoginOAuthSession(this);
+        session->setLogin(player.login);
+        session->setPassword(player.password);
+        return session;
+    }
     auto *session = new JwtLoginSession(this);
     session->setJwtToken(player.jwt);
     return session;
