@@ -1,0 +1,16 @@
+#include "notfoundrequesthandler.h"
+
+#include <Poco/Net/HTTPServerResponse.h>
+
+#include <ostream>
+
+namespace NimblaSDK {
+
+void NotFoundRequestHandler::handleRequest(Poco::Net::HTTPServerRequest &, Poco::Net::HTTPServerResponse &response)
+{
+    // No length and no type on purpose: the body ends with the connection.
+    response.setStatus(Poco::Net::HTTPResponse::HTTP_NOT_FOUND);
+    response.send() << "Not Found Url";
+}
+
+} // namespace NimblaSDK

@@ -1,0 +1,381 @@
+#include "server/handlerfactory.h"
+#include "server/handleroauthfactory.h"
+#include "server/httpserver.h"
+#include "server/retiredfactories.h"
+
+#include "emulatorfixture.h"
+#include "napplication.h"
+#include "rawhttpclient.h"
+
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QTcpSocket>
+#include <QtTest>
+
+#include <memory>
+#include <vector>
+
+using namespace NimblaSDK;
+
+namespace {
+
+enum class Protocol { Jwt, OAuth };
+enum class Outcome { Silent, Success, Error };
+
+std::unique_ptr<IHttpServer> makeServer(Protocol protocol)
+{
+    if (protocol == Protocol::Jwt)
+        return std::make_unique<HttpServer<HandlerFactory>>(nullptr);
+    return std::make_unique<HttpServer<HandlerOAuthFactory>>(nullptr);
+}
+
+// Starts the server, pinning its log line; returns the port it reports.
+quint16 startServer(IHttpServer &server)
+{
+    QTest::ignoreMessage(QtInfoMsg, QRegularExpression(QStringLiteral("^Starting local server on port: [1-9]\\d*$")));
+    server.start();
+    return quint16(server.port());
+}
+
+void stopServer(IHttpServer &server)
+{
+    QTest::ignoreMessage(QtInfoMsg, "Shutting down local server");
+    server.stop();
+}
+
+// Records what a session would receive, and whether it arrived on the main thread.
+struct Receiver
+{
+    explicit Receiver(IHttpServer *server)
+    {
+        QObject::connect(server, &IHttpServer::callbackSuccess, server, [this](const QString &data, const QString &csrf) {
+            successes.append({data, csrf});
+            onMainThread.append(QThread::currentThread() == QCoreApplication::instance()->thread());
+        });
+        QObject::connect(server, &IHttpServer::callbackError, server, [this] {
+            ++errors;
+            onMainThread.append(QThread::currentThread() == QCoreApplication::instance()->thread());
+        });
+    }
+
+    int count() const { return successes.size() + errors; }
+    bool allOnMainThread() const { return !onMainThread.contains(false); }
+
+    QList<QPair<QString, QString>> successes;
+    int errors = 0;
+    QList<bool> onMainThread;
+};
+
+// Delivers the queued calls that are already waiting.
+void deliverQueuedResults()
+{
+    QCoreApplication::sendPostedEvents();
+    QCoreApplication::processEvents();
+}
+
+QByteArray callbackQuery(Protocol protocol, const QString &token)
+{
+    return protocol == Protocol::Jwt ? "/?token=" + token.toUtf8() : QByteArray("/?code=C-1&state=S-1");
+}
+
+QPair<QString, QString> callbackResult(Protocol protocol, const QString &token)
+{
+    if (protocol == Protocol::Jwt)
+        return {token, QString()};
+    return {QStringLiteral("C-1"), QStringLiteral("S-1")};
+}
+
+} // namespace
+
+Q_DECLARE_METATYPE(Protocol)
+Q_DECLARE_METATYPE(Outcome)
+
+class TestHttpServer : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+    void cleanup();
+
+    void repeatedStartAndStopOnlyLog_data() { addProtocolRows(); }
+    void repeatedStartAndStopOnlyLog();
+    void stopThenStartGivesANewListener_data() { addProtocolRows(); }
+    void stopThenStartGivesANewListener();
+    void resultsInFlightAreDiscardedWithTheOldListener();
+
+    void wireProtocol_data();
+    void wireProtocol();
+    void junkDoesNotBlockAGenuineCallback_data() { addProtocolRows(); }
+    void junkDoesNotBlockAGenuineCallback();
+
+private:
+    static void addProtocolRows();
+
+    EmulatorFixture m_emulator;
+    QString m_token;
+};
+
+void TestHttpServer::addProtocolRows()
+{
+    QTest::addColumn<Protocol>("protocol");
+    QTest::newRow("jwt") << Protocol::Jwt;
+    QTest::newRow("oauth") << Protocol::OAuth;
+}
+
+void TestHttpServer::initTestCase()
+{
+    QVERIFY(m_emulator.start());
+    m_token = m_emulator.token(QStringLiteral("alice@example.com"));
+    QCOMPARE(m_token.count(QLatin1Char('.')), 2);
+}
+
+void TestHttpServer::init()
+{
+    m_emulator.clearFaults();
+    m_emulator.clearRequests();
+    QVERIFY(m_emulator.loadConfig());
+}
+
+void TestHttpServer::cleanup()
+{
+    // Workers of a finished test must not read the configuration while the next one reloads it.
+    QTRY_COMPARE_WITH_TIMEOUT(RetiredFactories::pending(), 0, 15000);
+}
+
+void TestHttpServer::repeatedStartAndStopOnlyLog()
+{
+    QFETCH(Protocol, protocol);
+    const auto server = makeServer(protocol);
+    Receiver receiver(server.get());
+    QCOMPARE(server->port(), 0);
+    QTest::ignoreMessage(QtInfoMsg, "Can't stop local server. Server does not started");
+    server->stop();
+    QCOMPARE(server->port(), 0);
+
+    const quint16 port = startServer(*server);
+    QTest::ignoreMessage(QtInfoMsg, "Can't start local server. It's already started on port " + QByteArray::number(port));
+    server->start();
+    QCOMPARE(server->port(), int(port));
+    // Still the first listener, with its factory still reporting.
+    QCOMPARE(RawHttpClient::get(port, callbackQuery(protocol, m_token)).status, 302);
+    QTRY_COMPARE(receiver.successes.size(), 1);
+    QCOMPARE(receiver.successes.at(0), callbackResult(protocol, m_token));
+
+    stopServer(*server);
+    QTest::ignoreMessage(QtInfoMsg, "Can't stop local server. Server does not started");
+    server->stop();
+    QCOMPARE(server->port(), int(port));
+}
+
+void TestHttpServer::stopThenStartGivesANewListener()
+{
+    QFETCH(Protocol, protocol);
+    const auto server = makeServer(protocol);
+    Receiver receiver(server.get());
+    const quint16 oldPort = startServer(*server);
+    stopServer(*server);
+
+    // A stopped server must not even accept a connection that nobody would serve.
+    QTcpSocket probe;
+    probe.connectToHost(QHostAddress::LocalHost, oldPort);
+    QVERIFY(!probe.waitForConnected(5000));
+    QCOMPARE(probe.error(), QAbstractSocket::ConnectionRefusedError);
+
+    const quint16 newPort = startServer(*server);
+    QCOMPARE(server->port(), int(newPort));
+    QCOMPARE(RawHttpClient::get(newPort, callbackQuery(protocol, m_token)).status, 302);
+    QTRY_COMPARE(receiver.successes.size(), 1);
+    QCOMPARE(receiver.successes.at(0), callbackResult(protocol, m_token));
+}
+
+void TestHttpServer::resultsInFlightAreDiscardedWithTheOldListener()
+{
+    const QUrl validation(NApplication::instance().urlsManager()->validateJWTUrl());
+    m_emulator.injectFault(validation, {{"delayMs", 1500}, {"times", 1}});
+    const auto server = makeServer(Protocol::Jwt);
+    Receiver receiver(server.get());
+    const quint16 oldPort = startServer(*server);
+
+    QTcpSocket browser;
+    browser.connectToHost(QHostAddress::LocalHost, oldPort);
+    QVERIFY(browser.waitForConnected(5000));
+    browser.write("GET /?token=" + m_token.toUtf8() + " HTTP/1.1\r\nHost: localhost\r\n\r\n");
+    QTRY_COMPARE(m_emulator.requests(validation.path()).size(), 1);
+
+    stopServer(*server);
+    startServer(*server);
+    QVERIFY2(RetiredFactories::pending() > 0, "the old factory is still held by the request in flight");
+
+    // The old handler finishes its validation now, and reports into its own factory only.
+    QTRY_COMPARE_WITH_TIMEOUT(RetiredFactories::pending(), 0, 10000);
+    deliverQueuedResults();
+    QCOMPARE(receiver.count(), 0);
+}
+
+void TestHttpServer::wireProtocol_data()
+{
+    QTest::addColumn<Protocol>("protocol");
+    QTest::addColumn<QByteArray>("target");
+    QTest::addColumn<int>("status");
+    QTest::addColumn<Outcome>("outcome");
+    QTest::addColumn<QString>("data");
+    QTest::addColumn<QString>("csrfToken");
+
+    const auto row = [](const char *tag, Protocol protocol, const QByteArray &target, int status, Outcome outcome,
+                        const QString &data = QString(), const QString &csrfToken = QString()) {
+        QTest::newRow(tag) << protocol << target << status << outcome << data << csrfToken;
+    };
+    const QByteArray token = m_token.toUtf8();
+    const QByteArray encodedToken = QByteArray(token).replace('.', "%2E");
+    const Protocol jwt = Protocol::Jwt;
+    const Protocol oauth = Protocol::OAuth;
+
+    row("jwt/valid-token", jwt, "/?token=" + token, 302, Outcome::Success, m_token);
+    row("jwt/percent-encoded-token", jwt, "/?token=" + encodedToken, 302, Outcome::Success, m_token);
+    row("jwt/first-token-wins", jwt, "/?token=" + token + "&token=forged", 302, Outcome::Success, m_token);
+    row("jwt/first-token-wins-even-if-invalid", jwt, "/?token=forged&token=" + token, 0, Outcome::Error);
+    row("jwt/invalid-token", jwt, "/?token=not.a.token", 0, Outcome::Error);
+    row("jwt/no-query", jwt, "/", 0, Outcome::Silent);
+    row("jwt/oauth-parameters", jwt, "/?code=C&state=S", 0, Outcome::Silent);
+    row("jwt/name-is-case-sensitive", jwt, "/?Token=" + token, 0, Outcome::Silent);
+    row("jwt/callback-path", jwt, "/callback?token=" + token, 404, Outcome::Silent);
+    row("jwt/favicon", jwt, "/favicon.ico", 404, Outcome::Silent);
+
+    row("oauth/code-and-state", oauth, "/?code=C&state=S", 302, Outcome::Success, "C", "S");
+    row("oauth/first-code-wins", oauth, "/?state=S&code=C&code=D", 302, Outcome::Success, "C", "S");
+    row("oauth/first-state-wins", oauth, "/?code=C&state=S&state=T", 302, Outcome::Success, "C", "S");
+    row("oauth/percent-decoded", oauth, "/?code=a%2Eb%26c&state=x%3Dy%20z", 302, Outcome::Success, "a.b&c", "x=y z");
+    row("oauth/present-but-empty", oauth, "/?code=&state=", 302, Outcome::Success, "", "");
+    row("oauth/code-only", oauth, "/?code=C", 0, Outcome::Error);
+    row("oauth/state-only", oauth, "/?state=S", 0, Outcome::Error);
+    row("oauth/no-query", oauth, "/", 0, Outcome::Error);
+    row("oauth/name-is-case-sensitive", oauth, "/?Code=C&state=S", 0, Outcome::Error);
+    row("oauth/callback-path", oauth, "/callback?code=C&state=S", 404, Outcome::Silent);
+    row("oauth/favicon", oauth, "/favicon.ico", 404, Outcome::Silent);
+}
+
+void TestHttpServer::wireProtocol()
+{
+    QFETCH(Protocol, protocol);
+    QFETCH(QByteArray, target);
+    QFETCH(int, status);
+    QFETCH(Outcome, outcome);
+    QFETCH(QString, data);
+    QFETCH(QString, csrfToken);
+
+    const auto server = makeServer(protocol);
+    Receiver receiver(server.get());
+    const quint16 port = startServer(*server);
+
+    const RawHttpClient::Answer answer = RawHttpClient::get(port, target);
+    QVERIFY2(answer.ended, answer.bytes.constData());
+    // The client waited without running the event loop, so nothing may have arrived yet.
+    QCOMPARE(receiver.count(), 0);
+
+    switch (status) {
+    case 0:
+        QVERIFY(answer.closed);
+        QCOMPARE(answer.bytes, QByteArray());
+        break;
+    case 302:
+        QCOMPARE(answer.status, 302);
+        QCOMPARE(answer.headers.value("location"), NApplication::instance().configManager()->callbackUrl().toUtf8());
+        QCOMPARE(answer.body, QByteArray());
+        break;
+    case 404:
+        QCOMPARE(answer.status, 404);
+        QCOMPARE(answer.body, QByteArray("Not Found Url"));
+        QVERIFY(!answer.headers.contains("content-type"));
+        QVERIFY(!answer.headers.contains("content-length"));
+        QVERIFY(answer.closed);
+        break;
+    default:
+        QFAIL("unexpected status in the table");
+    }
+
+    switch (outcome) {
+    case Outcome::Silent:
+        deliverQueuedResults();
+        QCOMPARE(receiver.count(), 0);
+        break;
+    case Outcome::Success:
+        QTRY_COMPARE(receiver.count(), 1);
+        QCOMPARE(receiver.successes.size(), 1);
+        QCOMPARE(receiver.successes.at(0).first, data);
+        QCOMPARE(receiver.successes.at(0).second, csrfToken);
+        break;
+    case Outcome::Error:
+        QTRY_COMPARE(receiver.count(), 1);
+        QCOMPARE(receiver.errors, 1);
+        break;
+    }
+    QVERIFY(receiver.allOnMainThread());
+}
+
+void TestHttpServer::junkDoesNotBlockAGenuineCallback()
+{
+    QFETCH(Protocol, protocol);
+    const auto server = makeServer(protocol);
+    Receiver receiver(server.get());
+    const quint16 port = startServer(*server);
+
+    struct Junk
+    {
+        QByteArray request;
+        int oauthErrors;
+    };
+    const QByteArray end = " HTTP/1.1\r\nHost: localhost\r\n\r\n";
+    const std::vector<Junk> kinds = {
+        {"GET /favicon.ico" + end, 0},
+        {"GET /callback?token=" + m_token.toUtf8() + end, 0},
+        {"GET /" + end, 1},
+        {"GET /?TOKEN=abc" + end, 1},
+        {"GET /?code=only" + end, 1},
+        {"GET /%zz" + end, 0},
+        {"GET /?token=%zz&code=%zz" + end, 0},
+        {"GARBAGE\r\n\r\n", 0},
+    };
+    constexpr int copies = 4;
+
+    std::vector<std::unique_ptr<QTcpSocket>> burst;
+    int expectedOAuthErrors = 0;
+    for (int copy = 0; copy < copies; ++copy) {
+        for (const Junk &junk : kinds) {
+            burst.push_back(std::make_unique<QTcpSocket>());
+            burst.back()->connectToHost(QHostAddress::LocalHost, port);
+            burst.back()->write(junk.request);
+            expectedOAuthErrors += junk.oauthErrors;
+        }
+    }
+    // Clients that hold their connection without finishing a request.
+    std::vector<std::unique_ptr<QTcpSocket>> stalled;
+    for (const QByteArray &partial : {QByteArray(), QByteArray("GET /?token="), QByteArray("GET / HTTP/1.1\r\nHost: x\r\n")}) {
+        stalled.push_back(std::make_unique<QTcpSocket>());
+        stalled.back()->connectToHost(QHostAddress::LocalHost, port);
+        stalled.back()->write(partial);
+    }
+
+    QNetworkAccessManager client;
+    QNetworkRequest request(QUrl("http://localhost:" + QString::number(port) + callbackQuery(protocol, m_token)));
+    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
+    std::unique_ptr<QNetworkReply> reply(client.get(request));
+    QSignalSpy finished(reply.get(), &QNetworkReply::finished);
+
+    QTRY_COMPARE_WITH_TIMEOUT(receiver.successes.size(), 1, 10000);
+    QCOMPARE(receiver.successes.at(0), callbackResult(protocol, m_token));
+    QTRY_COMPARE(finished.count(), 1);
+    QCOMPARE(reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(), 302);
+
+    // Every junk request was answered or dropped, and none of them was taken for a result.
+    for (const auto &socket : burst)
+        QTRY_COMPARE_WITH_TIMEOUT(socket->state(), QAbstractSocket::UnconnectedState, 10000);
+    deliverQueuedResults();
+    QCOMPARE(receiver.successes.size(), 1);
+    QCOMPARE(receiver.errors, protocol == Protocol::OAuth ? expectedOAuthErrors : 0);
+    QVERIFY(receiver.allOnMainThread());
+}
+
+QTEST_GUILESS_MAIN(TestHttpServer)
+#include "tst_httpserver.moc"
