@@ -1,0 +1,69 @@
+#pragma once
+
+#include "nimblaauth_export.h"
+
+#include "abstactoauthsession.h"
+
+#include <QJsonObject>
+#include <QString>
+#include <QUrl>
+
+class QTimer;
+
+namespace NimblaSDK {
+
+class IHttpServer;
+
+/*!
+ * Signs in through a social network in the system browser over OAuth2: the
+ * login service's endpoint for the provider sends the browser back to a local
+ * listener with an authorisation code and the session's state, and the code
+ * is exchanged for tokens once the state matches.
+ *
+ * \code
+ * auto *session = new SocialNetworkOAuthSession(QStringLiteral("google"), this);
+ * connect(session, &AbstractSession::loginFinished, this, [this, session] { remember(session->sessionState()); });
+ * session->tryLogin();
+ * \endcode
+ *
+ * A session restored with setSessionState() renews its tokens with refresh(),
+ * without the browser.
+ */
+class NIMBLAAUTH_EXPORT SocialNetworkOAuthSession : public AbstactOAuthSession
+{
+    Q_OBJECT
+
+public:
+    SocialNetworkOAuthSession(const QString &providerName, QObject *parent);
+
+    QString providerName() const;
+
+    //! {"access_token", "refresh_token"}; a token not held yet is null.
+    QJsonObject sessionState() const override;
+    void setSessionState(const QJsonObject &state) override;
+
+Q_SIGNALS:
+    //! The complete authorisation address, announced before the browser is asked to open it.
+    void loginUrlIsReady(const QString &url);
+    //! The desktop would not open \a url; the sign-in is abandoned.
+    void openUrlExternallyError(const QString &url);
+
+public Q_SLOTS:
+    void tryLogin() override;
+    void refresh() override;
+
+private:
+    QUrl loginEndpointUrl() const;
+    void _startLogin();
+    void _onCallbackSuccess(const QString &code, const QString &csrfToken);
+    void _onCallbackError();
+    void _onTimeout();
+
+    QString m_providerName;
+    QTimer *m_timer;
+    IHttpServer *m_server;
+    QString m_state;
+    QString m_redirectUri;
+};
+
+} // namespace NimblaSDK

@@ -1,0 +1,62 @@
+#pragma once
+
+#include "nimblaauth_export.h"
+
+#include "abstractsession.h"
+
+#include <QString>
+#include <QTimer>
+
+namespace NimblaSDK {
+
+class IHttpServer;
+
+/*!
+ * Signs in through a social network in the system browser. The provider's
+ * login page sends the browser back to a local listener with a finished JSON
+ * Web Token.
+ *
+ * \code
+ * auto *session = new SocialNetworkSession(this);
+ * connect(session, &SocialNetworkSession::openUrlExternallyError, this, &Launcher::offerLinkForCopying);
+ * connect(session, &AbstractSession::loginFinished, this, &Launcher::enter);
+ * session->setNetworkLink(providerLoginUrl);
+ * session->tryLogin();
+ * \endcode
+ *
+ * The wait is bounded by the configured authorisation time-out, unless the
+ * desktop refuses to open the browser: then the listener keeps waiting for a
+ * sign-in that the player finishes by hand.
+ */
+class NIMBLAAUTH_EXPORT SocialNetworkSession : public AbstractSession
+{
+    Q_OBJECT
+
+public:
+    explicit SocialNetworkSession(QObject *parent);
+
+    QString networkLink() const;
+    void tryLogin() override;
+
+Q_SIGNALS:
+    void networkLinkChanged(const QString &networkLink);
+    //! The complete login address, announced before the browser is asked to open it.
+    void loginUrlIsReady(const QString &url);
+    //! The desktop would not open \a url; the player may open it by hand.
+    void openUrlExternallyError(const QString &url);
+
+public Q_SLOTS:
+    void setNetworkLink(const QString &networkLink);
+
+private:
+    void _startLogin();
+    void _onCallbackSuccess(const QString &jwt);
+    void _onCallbackError();
+    void _onTimeout();
+
+    QTimer m_timer;
+    QString m_networkLink;
+    IHttpServer *m_server = nullptr;
+};
+
+} // namespace NimblaSDK
