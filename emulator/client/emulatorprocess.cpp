@@ -68,11 +68,11 @@ QString EmulatorProcess::token(const QString &user, const QString &project, int 
         query.addQueryItem(QStringLiteral("project"), project);
     if (expiresInSeconds != 0)
         query.addQueryItem(QStringLiteral("expires_in"), QString::number(expiresInSeconds));
-    const QByteArray reply = adminSend("GET", QStringLiteral("/admin/token?") + query.toString(QUrl::FullyEncoded));
+    const QByteArray reply = send("GET", QStringLiteral("/admin/token?") + query.toString(QUrl::FullyEncoded));
     return QJsonDocument::fromJson(reply).object().value(QStringLiteral("token")).toString();
 }
 
-QByteArray EmulatorProcess::adminSend(const QByteArray &verb, const QString &pathAndQuery, const QJsonObject &body)
+QByteArray EmulatorProcess::send(const QByteArray &verb, const QString &pathAndQuery, const QJsonObject &body)
 {
     QNetworkAccessManager manager;
     QNetworkRequest request(m_baseUrl.resolved(QUrl(pathAndQuery)));
@@ -87,7 +87,7 @@ QByteArray EmulatorProcess::adminSend(const QByteArray &verb, const QString &pat
     QTimer::singleShot(10000, &loop, &QEventLoop::quit);
     loop.exec();
     if (!reply->isFinished() || reply->error() != QNetworkReply::NoError) {
-        qWarning("Emulator admin request %s %s failed: %s", verb.constData(), qPrintable(pathAndQuery),
+        qWarning("Emulator request %s %s failed: %s", verb.constData(), qPrintable(pathAndQuery),
                  qPrintable(reply->errorString()));
     }
     const QByteArray data = reply->isOpen() ? reply->readAll() : QByteArray();

@@ -26,8 +26,9 @@ public:
     //! A fresh token of a seeded user; \a expiresInSeconds 0 keeps the seed's lifetime.
     QString token(const QString &user, const QString &project = {}, int expiresInSeconds = 0);
 
-    //! Blocking admin calls, on a network manager of their own and bounded to ten seconds.
-    QByteArray adminSend(const QByteArray &verb, const QString &pathAndQuery, const QJsonObject &body = {});
+    //! A blocking call to the emulator, at \a pathAndQuery relative to its address or at an absolute URL;
+    //! on a network manager of its own and bounded to ten seconds.
+    QByteArray send(const QByteArray &verb, const QString &pathAndQuery, const QJsonObject &body = {});
 
     EmulatorProcess(const EmulatorProcess &) = delete;
     EmulatorProcess &operator=(const EmulatorProcess &) = delete;

@@ -3,12 +3,33 @@
 
 #include "emulatorprocess.h"
 #include "napplication.h"
+#include "simulatedbrowser.h"
 
 #include <QCommandLineParser>
 #include <QGuiApplication>
+#include <QJsonArray>
+#include <QJsonDocument>
 #include <QLoggingCategory>
 #include <QTemporaryDir>
 #include <QTimer>
+
+namespace {
+
+// The provider's login page, from the list of providers that the service publishes.
+QString socialProviderLink(EmulatorProcess &emulator, const QString &provider)
+{
+    const QString listUrl = NimblaSDK::NApplication::instance().urlsManager()->socialNetworksListUrl();
+    const QJsonObject links = QJsonDocument::fromJson(emulator.send("GET", listUrl)).object().value("socialLinks").toObject();
+    for (const QJsonValue &group : links) {
+        for (const QJsonValue &entry : group.toArray()) {
+            if (entry.toObject().value("name").toString() == provider)
+                return entry.toObject().value("url").toString();
+        }
+    }
+    return QString();
+}
+
+} // namespace
 
 int main(int argc, char *argv[])
 {
@@ -26,7 +47,10 @@ int main(int argc, char *argv[])
                                           QStringLiteral("Sign-in method: %1.").arg(SignInDemo::methods().join(", ")),
                                           QStringLiteral("method"), QStringLiteral("jwt"));
     const QCommandLineOption verboseOption(QStringLiteral("verbose"), QStringLiteral("Show the library's progress log."));
-    parser.addOptions({emulatorOption, methodOption, verboseOption});
+    const QCommandLineOption systemBrowserOption(
+            QStringLiteral("system-browser"),
+            QStringLiteral("Open social sign-ins in the desktop's browser instead of following the redirects here."));
+    parser.addOptions({emulatorOption, methodOption, verboseOption, systemBrowserOption});
     parser.process(app);
     if (!parser.isSet(verboseOption))
         QLoggingCategory::setFilterRules(QStringLiteral("*.debug=false\n*.info=false"));
@@ -46,8 +70,17 @@ int main(int argc, char *argv[])
         return 1;
     NimblaSDK::NApplication::instance().loadConfiguration(configPath);
 
-    SignInDemo::Player player{QStringLiteral("alice@example.com"), QStringLiteral("alice-password"), QString()};
+    SignInDemo::Player player;
+    player.login = QStringLiteral("alice@example.com");
+    player.password = QStringLiteral("alice-password");
     player.jwt = emulator.token(player.login);
+    player.socialProvider = QStringLiteral("testbook");
+    player.socialProviderLink = socialProviderLink(emulator, player.socialProvider);
+
+    // A headless machine has no browser: this one follows the service's redirects back to the library.
+    SimulatedBrowser browser;
+    if (!parser.isSet(systemBrowserOption))
+        browser.install();
 
     SignInDemo demo;
     QObject::connect(&demo, &SignInDemo::finished, &app, &QCoreApplication::exit);

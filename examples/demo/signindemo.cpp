@@ -3,6 +3,8 @@
 #include "sessions/jwtloginsession.h"
 #include "sessions/nimblaloginoauthsession.h"
 #include "sessions/nimblaloginsession.h"
+#include "sessions/socialnetworkoauthsession.h"
+#include "sessions/socialnetworksession.h"
 
 #include <QTextStream>
 
@@ -20,7 +22,8 @@ QTextStream &out()
 
 QStringList SignInDemo::methods()
 {
-    return {QStringLiteral("jwt"), QStringLiteral("password"), QStringLiteral("oauth-password")};
+    return {QStringLiteral("jwt"), QStringLiteral("password"), QStringLiteral("oauth-password"),
+            QStringLiteral("social"), QStringLiteral("social-oauth")};
 }
 
 SignInDemo::SignInDemo(QObject *parent)
@@ -39,12 +42,12 @@ void SignInDemo::start(const QString &method, const Player &player)
         out() << "Sign-in failed: " << message << Qt::endl;
         Q_EMIT finished(1);
     });
-    out() << "Signing in with " << method << " as " << player.login << Qt::endl;
+    out() << "Signing in with " << method << Qt::endl;
     // Password sign-ins first ask the service whether the project logs in directly or through its proxy.
-    if (method == QLatin1String("jwt"))
-        m_session->tryLogin();
-    else
+    if (method.endsWith(QLatin1String("password")))
         m_session->checkLoginType();
+    else
+        m_session->tryLogin();
 }
 
 AbstractSession *SignInDemo::createSession(const QString &method, const Player &player)
@@ -61,6 +64,13 @@ AbstractSession *SignInDemo::createSession(const QString &method, const Player &
         session->setPassword(player.password);
         return session;
     }
+    if (method == QLatin1String("social")) {
+        auto *session = new SocialNetworkSession(this);
+        session->setNetworkLink(player.socialProviderLink);
+        return session;
+    }
+    if (method == QLatin1String("social-oauth"))
+        return new SocialNetworkOAuthSession(player.socialProvider, this);
     auto *session = new JwtLoginSession(this);
     session->setJwtToken(player.jwt);
     return session;

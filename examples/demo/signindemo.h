@@ -21,6 +21,8 @@ public:
         QString login;
         QString password;
         QString jwt;
+        QString socialProvider;     //!< the provider's name, for the OAuth2 social sign-in
+        QString socialProviderLink; //!< the provider's login page, for the plain social sign-in
     };
 
     //! The sign-in methods this demo knows, by command-line name.

@@ -126,5 +126,5 @@ QByteArray EmulatorFixture::adminGet(const QString &pathAndQuery)
 
 QByteArray EmulatorFixture::adminSend(const QByteArray &verb, const QString &pathAndQuery, const QJsonObject &body)
 {
-    return m_emulator.adminSend(verb, pathAndQuery, body);
+    return m_emulator.send(verb, pathAndQuery, body);
 }
