@@ -2,7 +2,7 @@
 
 #include "eventstracker.h"
 #include "napplication.h"
-#include "networkerrortext_p.h"
+#include "networkreply_p.h"
 #include "nnetworkaccessmanager.h"
 
 #include <QJsonDocument>
@@ -89,7 +89,7 @@ void AbstactOAuthSession::_oauthGetJwt(const QString &code, const QString &redir
     // Released even when the session is gone before the answer comes.
     connect(reply, &QNetworkReply::finished, reply, &QObject::deleteLater);
     connect(reply, &QNetworkReply::finished, this, [this, reply] {
-        const QByteArray body = reply->readAll();
+        const QByteArray body = replyBody(reply);
         const QJsonObject answer = QJsonDocument::fromJson(body).object();
         const QString failed = QStringLiteral("ExchangeOAuthCodeFailed");
 

@@ -5,7 +5,7 @@
 #include "jwt/jwtcodec.h"
 #include "logmanager.h"
 #include "napplication.h"
-#include "networkerrortext_p.h"
+#include "networkreply_p.h"
 #include "nnetworkaccessmanager.h"
 
 #include <QJsonDocument>

@@ -2,7 +2,7 @@
 
 #include "eventstracker.h"
 #include "napplication.h"
-#include "networkerrortext_p.h"
+#include "networkreply_p.h"
 #include "nnetworkaccessmanager.h"
 #include "passwordlogin_p.h"
 
@@ -122,7 +122,7 @@ void NimblaLoginOAuthSession::tryLogin()
 
 void NimblaLoginOAuthSession::_onLoginReply(QNetworkReply *reply, const QString &state)
 {
-    const QByteArray body = reply->readAll();
+    const QByteArray body = replyBody(reply);
     const QJsonObject answer = QJsonDocument::fromJson(body).object();
     const QNetworkReply::NetworkError code = reply->error();
     const bool hasError = answer.contains(QStringLiteral("error"));

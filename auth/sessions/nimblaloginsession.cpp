@@ -3,7 +3,7 @@
 #include "eventstracker.h"
 #include "jwt/nimblaloginjwtvalidator.h"
 #include "napplication.h"
-#include "networkerrortext_p.h"
+#include "networkreply_p.h"
 #include "nnetworkaccessmanager.h"
 #include "passwordlogin_p.h"
 
@@ -125,7 +125,7 @@ void NimblaLoginSession::tryLogin()
 
 void NimblaLoginSession::_onLoginReply(QNetworkReply *reply)
 {
-    const QByteArray body = reply->readAll();
+    const QByteArray body = replyBody(reply);
     const QJsonObject answer = QJsonDocument::fromJson(body).object();
     const QNetworkReply::NetworkError code = reply->error();
     const bool hasError = answer.contains(QStringLiteral("error"));

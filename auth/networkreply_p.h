@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QNetworkReply>
 #include <QString>
 
@@ -10,6 +11,12 @@ namespace NimblaSDK {
 inline QString withNetworkErrorCode(const QString &text, QNetworkReply::NetworkError code)
 {
     return text + QChar(static_cast<int>(code));
+}
+
+// An aborted reply (time-out, dropped connection) is closed and has no body to read.
+inline QByteArray replyBody(QNetworkReply *reply)
+{
+    return reply->isOpen() ? reply->readAll() : QByteArray();
 }
 
 } // namespace NimblaSDK
