@@ -25,10 +25,12 @@ QNetworkAccessManager *mainThreadManager()
 
 QNetworkAccessManager *threadManager()
 {
-    static QThreadStorage<QNetworkAccessManager *> managers;
-    if (!managers.hasLocalData())
-        managers.setLocalData(new QNetworkAccessManager);
-    return managers.localData();
+    // Never destroyed: worker threads of a thread pool may outlive every
+    // static object, and each still deletes its own manager when it exits.
+    static auto *managers = new QThreadStorage<QNetworkAccessManager *>;
+    if (!managers->hasLocalData())
+        managers->setLocalData(new QNetworkAccessManager);
+    return managers->localData();
 }
 
 bool onMainThread()
