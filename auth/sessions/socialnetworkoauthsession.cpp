@@ -1,18 +1,14 @@
 #include "socialnetworkoauthsession.h"
 
 #include "napplication.h"
+#include "sessions/browsersignin_p.h"
 #include "server/handleroauthfactory.h"
 #include "server/httpserver.h"
 
-#include <Poco/Exception.h>
-
-#include <QDebug>
 #include <QDesktopServices>
 #include <QLoggingCategory>
 #include <QTimer>
 #include <QUrlQuery>
-
-#include <exception>
 
 namespace NimblaSDK {
 
@@ -56,16 +52,8 @@ QUrl SocialNetworkOAuthSession::loginEndpointUrl() const
 
 void SocialNetworkOAuthSession::tryLogin()
 {
-    // A listener that cannot open its socket is the failure expected here; the
-    // time-out then ends the attempt. The misspelt line is kept for the log
-    // searches that look for it.
-    try {
-        _startLogin();
-    } catch (const Poco::Exception &exception) {
-        qDebug().noquote() << "Exeption" << QString::fromStdString(exception.displayText());
-    } catch (const std::exception &exception) {
-        qDebug().noquote() << "Exeption" << exception.what();
-    }
+    // When the listener cannot start, the time-out ends the attempt.
+    startBrowserSignIn([this] { _startLogin(); });
 }
 
 void SocialNetworkOAuthSession::_startLogin()

@@ -1,18 +1,14 @@
 #include "socialnetworksession.h"
 
 #include "napplication.h"
+#include "sessions/browsersignin_p.h"
 #include "server/handlerfactory.h"
 #include "server/httpserver.h"
 
-#include <Poco/Exception.h>
-
-#include <QDebug>
 #include <QDesktopServices>
 #include <QLoggingCategory>
 #include <QUrl>
 #include <QUrlQuery>
-
-#include <exception>
 
 namespace NimblaSDK {
 
@@ -43,15 +39,7 @@ void SocialNetworkSession::setNetworkLink(const QString &networkLink)
 
 void SocialNetworkSession::tryLogin()
 {
-    // A listener that cannot open its socket is the failure expected here. The
-    // misspelt line is kept for the log searches that look for it.
-    try {
-        _startLogin();
-    } catch (const Poco::Exception &exception) {
-        qDebug().noquote() << "Exeption" << QString::fromStdString(exception.displayText());
-    } catch (const std::exception &exception) {
-        qDebug().noquote() << "Exeption" << exception.what();
-    }
+    startBrowserSignIn([this] { _startLogin(); });
 }
 
 void SocialNetworkSession::_startLogin()
