@@ -1,14 +1,21 @@
 #pragma once
 
 #include "errorlogger.h"
+#include "simulatedbrowser.h"
 
+#include <QCoreApplication>
 #include <QHostAddress>
 #include <QJsonObject>
-#include <QList>
 #include <QRegularExpression>
+#include <QSignalSpy>
+#include <QStringList>
 #include <QTcpSocket>
+#include <QThread>
 #include <QUrl>
 #include <QUrlQuery>
+#include <QVector>
+
+#include <utility>
 
 // Checks shared by the browser sign-in tests.
 namespace SignInChecks {
@@ -26,14 +33,31 @@ inline QRegularExpression refusedByDesktop()
                                              "This plugin does not support QPlatformServices::openUrl\\(\\) for '.+')\\.$"));
 }
 
-inline QList<QJsonObject> errorReports()
+//! Error reports as "title | details | area".
+inline QStringList errorReports()
 {
-    QList<QJsonObject> reports;
+    QStringList reports;
     for (const QJsonObject &entry : NimblaSDK::ErrorLogger::instance(NimblaSDK::ErrorLoggerSettings()).recentEntries()) {
         if (entry.value(QStringLiteral("kind")).toString() == QLatin1String("error"))
-            reports.append(entry);
+            reports << QStringList{entry.value("message").toString(), entry.value("details").toString(),
+                                   entry.value("area").toString()}.join(QStringLiteral(" | "));
     }
     return reports;
+}
+
+//! \a count copies of \a text: what a repeated callback leaves behind.
+inline QStringList repeated(const QString &text, int count)
+{
+    return QVector<QString>(count, text).toList();
+}
+
+//! The first argument of every emission \a spy recorded, as text.
+inline QStringList texts(const QSignalSpy &spy)
+{
+    QStringList result;
+    for (const QList<QVariant> &arguments : spy)
+        result << arguments.value(0).toString();
+    return result;
 }
 
 inline QString queryValue(const QUrl &url, const QString &name)
@@ -53,5 +77,34 @@ inline bool listens(quint16 port)
     probe.connectToHost(QHostAddress::LocalHost, port);
     return probe.waitForConnected(5000);
 }
+
+enum class Browser { Walking, Idle, Absent };
+
+//! One sign-in: the desktop's simulated browser (unless absent), the session and what it signals.
+template <typename Session>
+struct Attempt
+{
+    template <typename... Arguments>
+    explicit Attempt(Browser kind, Arguments &&...arguments)
+        : session(std::forward<Arguments>(arguments)..., nullptr)
+    {
+        browser.setIdle(kind == Browser::Idle);
+        if (kind != Browser::Absent)
+            browser.install();
+        // A direct connection sees the thread that emits, which a queued one would hide.
+        QObject::connect(&session, &Session::loginFinished, &session, [this] {
+            finishedOnMainThread = QThread::currentThread() == QCoreApplication::instance()->thread();
+        }, Qt::DirectConnection);
+    }
+
+    QUrl address() const { return QUrl(ready.value(0).value(0).toString()); }
+
+    SimulatedBrowser browser;
+    Session session;
+    QSignalSpy ready{&session, &Session::loginUrlIsReady};
+    QSignalSpy finished{&session, &Session::loginFinished};
+    QSignalSpy errors{&session, &Session::error};
+    bool finishedOnMainThread = false;
+};
 
 } // namespace SignInChecks
