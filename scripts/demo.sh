@@ -8,4 +8,4 @@ nimbla_install_missing cmake ninja-build g++ pkg-config qtbase5-dev libpoco-dev 
 build="$NIMBLA_ROOT/build/release"
 nimbla_build "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DNIMBLA_BUILD_TESTS=OFF
 
-exec "$build/examples/nimbla-demo" --emulator "$build/emulator/nimbla-login-emulator" "$@"
+exec "$build/examples/demo/nimbla-demo" --emulator "$build/emulator/nimbla-login-emulator" "$@"

@@ -33,5 +33,6 @@ nimbla_build() {
     local folder=$1
     shift
     cmake -S "$NIMBLA_ROOT" -B "$folder" -G Ninja -Wno-dev "$@" >/dev/null
-    cmake --build "$folder" -- -j"$(nproc)"
+    # Only warnings and errors: the progress of every step would bury them.
+    cmake --build "$folder" -- -j"$(nproc)" --quiet
 }
