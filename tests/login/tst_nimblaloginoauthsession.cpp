@@ -16,6 +16,20 @@ namespace {
 const QString Account = QStringLiteral("NimblaLoginOAuthSessionTests");
 const QString Incorrect = QStringLiteral("Login or password is incorrect");
 
+struct Failure
+{
+    const char *tag;
+    QString login, password;
+    bool faultOnToken;    // else on the login endpoint
+    QJsonObject fault;
+    QString emitted;      // in order; "captcha" for captchaIsNeeded()
+    QString errorText;    // %1: the faulted URL
+    QString report;       // @net: the network text with its code character
+    int networkError;
+    QStringList events;
+    bool exchanged;       // the account is saved and the code exchanged
+};
+
 QString loginPath()
 {
     return path(NApplication::instance().urlsManager()->oauthLoginUrl());
@@ -31,12 +45,22 @@ QString callbackUrl()
     return NApplication::instance().configManager()->callbackUrl();
 }
 
-QList<QPair<QString, QString>> form(const QJsonValue &request)
+using Form = QList<QPair<QString, QString>>;
+
+Form form(const QJsonValue &request)
 {
     return QUrlQuery(request.toObject().value("body").toString()).queryItems(QUrl::FullyDecoded);
 }
 
+//! What the token endpoint expects: the grant, its one item, the client and the callback address, in this order.
+Form tokenForm(const QString &grant, const QString &name, const QString &value)
+{
+    return {{"grant_type", grant}, {name, value}, {"client_id", "101"}, {"redirect_uri", callbackUrl()}};
+}
+
 } // namespace
+
+Q_DECLARE_METATYPE(Failure)
 
 class TestNimblaLoginOAuthSession : public QObject
 {
@@ -69,28 +93,7 @@ void TestNimblaLoginOAuthSession::init()
 
 void TestNimblaLoginOAuthSession::failures_data()
 {
-    QTest::addColumn<QString>("login");
-    QTest::addColumn<QString>("password");
-    QTest::addColumn<bool>("faultOnToken"); // else on the login endpoint
-    QTest::addColumn<QJsonObject>("fault");
-    QTest::addColumn<QString>("emitted");   // in order; "captcha" for captchaIsNeeded()
-    QTest::addColumn<QString>("errorText"); // %1: the faulted URL
-    QTest::addColumn<QString>("report");    // @net: the network text with its code character
-    QTest::addColumn<int>("networkError");
-    QTest::addColumn<QStringList>("events");
-    QTest::addColumn<bool>("exchanged"); // the account is saved and the code exchanged
-
-    struct Row
-    {
-        const char *tag;
-        QString login, password;
-        bool faultOnToken;
-        QJsonObject fault;
-        QString emitted, errorText, report;
-        int networkError;
-        QStringList events;
-        bool exchanged;
-    };
+    QTest::addColumn<Failure>("row");
     const QString alice = "alice@example.com", pw = "alice-password";
     const QStringList failed{"LoginPassAuthFailed"};
     const QStringList exchangeFailed{"OAuthLoginPassAuthSuccessed", "ExchangeOAuthCodeFailed"};
@@ -100,7 +103,7 @@ void TestNimblaLoginOAuthSession::failures_data()
     const QJsonObject forgedRedirect{
             {"status", 200}, {"body", compactJson({{"login_url", "http://127.0.0.1:1/callback?code=code-1&state=ZZZZZZZZZZZZ"}})}};
     const QString text500 = httpErrorText("%1", "Internal Server Error");
-    const QList<Row> rows{
+    const QList<Failure> rows{
         {"no-password", alice, "", false, {}, "error",
          "Could not log in via the saved account.\n Please use your email and password or log in via a social network.",
          "NimblaOAuthLogin: Failed auth via saved account |  | authorization", 0, {}, false},
@@ -126,31 +129,20 @@ void TestNimblaLoginOAuthSession::failures_data()
         {"code-exchange-server-error", alice, pw, true, server500, "error", text500, netTitle,
          QNetworkReply::InternalServerError, exchangeFailed, true},
     };
-    for (const Row &row : rows)
-        QTest::newRow(row.tag) << row.login << row.password << row.faultOnToken << row.fault << row.emitted
-                               << row.errorText << row.report << row.networkError << row.events << row.exchanged;
+    for (const Failure &row : rows)
+        QTest::newRow(row.tag) << row;
 }
 
 void TestNimblaLoginOAuthSession::failures()
 {
-    QFETCH(QString, login);
-    QFETCH(QString, password);
-    QFETCH(bool, faultOnToken);
-    QFETCH(QJsonObject, fault);
-    QFETCH(QString, emitted);
-    QFETCH(QString, errorText);
-    QFETCH(QString, report);
-    QFETCH(int, networkError);
-    QFETCH(QStringList, events);
-    QFETCH(bool, exchanged);
-
+    QFETCH(Failure, row);
     const QString tokenPath = path(tokenUrl());
-    if (!fault.isEmpty())
-        m_emulator.injectFault(faultOnToken ? QUrl(tokenUrl()) : m_emulator.baseUrl().resolved(loginPath()), fault);
+    if (!row.fault.isEmpty())
+        m_emulator.injectFault(row.faultOnToken ? QUrl(tokenUrl()) : m_emulator.baseUrl().resolved(loginPath()), row.fault);
 
     NimblaLoginOAuthSession session(nullptr);
-    session.setLogin(login);
-    session.setPassword(password);
+    session.setLogin(row.login);
+    session.setPassword(row.password);
     QStringList seen;
     QString lastError;
     connect(&session, &AbstractSession::error, this, [&](const QString &text) { seen << "error"; lastError = text; });
@@ -160,29 +152,29 @@ void TestNimblaLoginOAuthSession::failures()
     ReplyWatch watch;
 
     session.tryLogin();
-    if (!password.isEmpty()) {
+    if (!row.password.isEmpty()) {
         QTRY_COMPARE(watch.finished(loginPath()), 1);
         // Right after the login answer: a refused redirect has not even started an exchange.
-        QCOMPARE(ReplyWatch::alive(tokenPath), exchanged ? 1 : 0);
-        if (exchanged)
+        QCOMPARE(ReplyWatch::alive(tokenPath), row.exchanged ? 1 : 0);
+        if (row.exchanged)
             QTRY_COMPARE(watch.finished(tokenPath), 1);
     }
 
     // The login URL carries this attempt's random state, so its text is taken from what the emulator saw.
     const QJsonArray logins = m_emulator.requests(loginPath());
-    const QString faultedUrl = faultOnToken || logins.isEmpty()
+    const QString faultedUrl = row.faultOnToken || logins.isEmpty()
             ? tokenUrl()
             : m_emulator.baseUrl().resolved(loginPath()).toString() + '?' + logins.at(0).toObject().value("query").toString();
-    errorText.replace("%1", faultedUrl);
-    report.replace("@net", (faultOnToken ? "exchange code failed " : "loading login_url failed ") + errorText
-                                   + QChar(networkError));
+    row.errorText.replace("%1", faultedUrl);
+    row.report.replace("@net", (row.faultOnToken ? "exchange code failed " : "loading login_url failed ") + row.errorText
+                                       + QChar(row.networkError));
 
-    QCOMPARE(seen.join('+'), emitted);
-    QCOMPARE(lastError, errorText);
-    QCOMPARE(errorReports(), report.isEmpty() ? QStringList() : QStringList{report});
-    QCOMPARE(trackedEvents(), events);
-    QCOMPARE(m_emulator.requests(tokenPath).size(), exchanged ? 1 : 0);
-    QCOMPARE(readCredential(Account).userName, exchanged ? login : QString());
+    QCOMPARE(seen.join('+'), row.emitted);
+    QCOMPARE(lastError, row.errorText);
+    QCOMPARE(errorReports(), row.report.isEmpty() ? QStringList() : QStringList{row.report});
+    QCOMPARE(trackedEvents(), row.events);
+    QCOMPARE(m_emulator.requests(tokenPath).size(), row.exchanged ? 1 : 0);
+    QCOMPARE(readCredential(Account).userName, row.exchanged ? row.login : QString());
 }
 
 void TestNimblaLoginOAuthSession::fullSignInThenRefresh()
@@ -203,13 +195,9 @@ void TestNimblaLoginOAuthSession::fullSignInThenRefresh()
     QCOMPARE(exchanges.size(), 1);
     QCOMPARE(exchanges.at(0).toObject().value("headers").toObject().value("content-type").toString(),
              QStringLiteral("application/x-www-form-urlencoded"));
-    const auto exchange = form(exchanges.at(0));
-    QCOMPARE(exchange.size(), 4);
-    QCOMPARE(exchange.at(0), qMakePair(QStringLiteral("grant_type"), QStringLiteral("authorization_code")));
-    QCOMPARE(exchange.at(1).first, QStringLiteral("code"));
-    QVERIFY(exchange.at(1).second.startsWith("code-"));
-    QCOMPARE(exchange.at(2), qMakePair(QStringLiteral("client_id"), QStringLiteral("101")));
-    QCOMPARE(exchange.at(3), qMakePair(QStringLiteral("redirect_uri"), callbackUrl()));
+    const QString code = form(exchanges.at(0)).value(1).second;
+    QVERIFY(code.startsWith("code-"));
+    QCOMPARE(form(exchanges.at(0)), tokenForm("authorization_code", "code", code));
 
     const QJsonObject saved = session.sessionState();
     const QString firstRefresh = saved.value("refresh_token").toString();
@@ -229,10 +217,7 @@ void TestNimblaLoginOAuthSession::fullSignInThenRefresh()
     QVERIFY(restoredFinished.wait());
     const QJsonArray afterRefresh = m_emulator.requests(path(tokenUrl()));
     QCOMPARE(afterRefresh.size(), 2);
-    QCOMPARE(form(afterRefresh.at(1)), (QList<QPair<QString, QString>>{{"grant_type", "refresh_token"},
-                                                                        {"refresh_token", firstRefresh},
-                                                                        {"client_id", "101"},
-                                                                        {"redirect_uri", callbackUrl()}}));
+    QCOMPARE(form(afterRefresh.at(1)), tokenForm("refresh_token", "refresh_token", firstRefresh));
     const QString secondRefresh = restored.sessionState().value("refresh_token").toString();
     QVERIFY(secondRefresh.startsWith("refresh-") && secondRefresh != firstRefresh);
     QCOMPARE(restored.AbstractSession::login(), QStringLiteral("alice@example.com"));

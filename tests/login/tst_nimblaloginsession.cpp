@@ -20,12 +20,27 @@ const QString SavedAccountText = QStringLiteral(
         "Could not log in via the saved account.\n Please use your email and password or log in via a social network.");
 const QString Incorrect = QStringLiteral("Login or password is incorrect");
 
+struct Failure
+{
+    const char *tag;
+    QString login, password;
+    QJsonObject fault;
+    QString emitted;      // in order; "captcha" for captchaIsNeeded()
+    QString errorText;    // %1: the login URL
+    QString report;       // @net: the network text with its code character
+    int networkError;
+    QStringList events;
+    QStringList criticals;
+};
+
 const UrlsManager *urls()
 {
     return NApplication::instance().urlsManager();
 }
 
 } // namespace
+
+Q_DECLARE_METATYPE(Failure)
 
 class TestNimblaLoginSession : public QObject
 {
@@ -79,31 +94,13 @@ void TestNimblaLoginSession::init()
 
 void TestNimblaLoginSession::failures_data()
 {
-    QTest::addColumn<QString>("login");
-    QTest::addColumn<QString>("password");
-    QTest::addColumn<QJsonObject>("fault");
-    QTest::addColumn<QString>("emitted");   // in order; "captcha" for captchaIsNeeded()
-    QTest::addColumn<QString>("errorText"); // %1: the login URL
-    QTest::addColumn<QString>("report");    // @net: the network text with its code character
-    QTest::addColumn<int>("networkError");
-    QTest::addColumn<QStringList>("events");
-    QTest::addColumn<QStringList>("criticals");
-
-    struct Row
-    {
-        const char *tag;
-        QString login, password;
-        QJsonObject fault;
-        QString emitted, errorText, report;
-        int networkError;
-        QStringList events, criticals;
-    };
+    QTest::addColumn<Failure>("row");
     const QString alice = "alice@example.com", pw = "alice-password";
     const QStringList failed{"LoginPassAuthFailed"};
     const QString savedTitle = "NimblaLogin: Failed auth via saved account |  | authorization";
     const QString netTitle = "NimblaLogin: Authorization failed | @net | authorization";
     const QString incorrectTitle = "NimblaLogin: Login or password is incorrect |  | authorization";
-    const QList<Row> rows{
+    const QList<Failure> rows{
         {"no-login", "", "secret", {}, "error", SavedAccountText, savedTitle, 0, {}, {}},
         {"no-password", alice, "", {}, "error", SavedAccountText, savedTitle, 0, {}, {}},
         {"server-error", alice, pw, {{"status", 500}, {"body", "Internal failure"}, {"contentType", "text/plain"}},
@@ -127,34 +124,24 @@ void TestNimblaLoginSession::failures_data()
          {"^loading login_url failed Account requires attention$"}},
         {"success-without-login-url", alice, pw, {{"status", 200}, {"body", "{}"}}, "", "", "", 0, {}, {}},
     };
-    for (const Row &row : rows)
-        QTest::newRow(row.tag) << row.login << row.password << row.fault << row.emitted << row.errorText << row.report
-                               << row.networkError << row.events << row.criticals;
+    for (const Failure &row : rows)
+        QTest::newRow(row.tag) << row;
 }
 
 void TestNimblaLoginSession::failures()
 {
-    QFETCH(QString, login);
-    QFETCH(QString, password);
-    QFETCH(QJsonObject, fault);
-    QFETCH(QString, emitted);
-    QFETCH(QString, errorText);
-    QFETCH(QString, report);
-    QFETCH(int, networkError);
-    QFETCH(QStringList, events);
-    QFETCH(QStringList, criticals);
-
+    QFETCH(Failure, row);
     const QString loginUrl = urls()->proxyLoginUrl();
-    errorText.replace("%1", loginUrl);
-    report.replace("@net", "loading login_url failed " + errorText + QChar(networkError));
-    if (!fault.isEmpty())
-        m_emulator.injectFault(QUrl(loginUrl), fault);
-    for (const QString &pattern : criticals)
+    row.errorText.replace("%1", loginUrl);
+    row.report.replace("@net", "loading login_url failed " + row.errorText + QChar(row.networkError));
+    if (!row.fault.isEmpty())
+        m_emulator.injectFault(QUrl(loginUrl), row.fault);
+    for (const QString &pattern : qAsConst(row.criticals))
         QTest::ignoreMessage(QtCriticalMsg, QRegularExpression(pattern));
 
     NimblaLoginSession session(nullptr);
-    session.setLogin(login);
-    session.setPassword(password);
+    session.setLogin(row.login);
+    session.setPassword(row.password);
     QStringList seen;
     QString lastError;
     connect(&session, &AbstractSession::error, this, [&](const QString &text) { seen << "error"; lastError = text; });
@@ -163,17 +150,18 @@ void TestNimblaLoginSession::failures()
     connect(&session, &NimblaLoginSession::privatePolicyIsNeeded, this, [&] { seen << "policy"; });
     ReplyWatch watch;
 
+    const bool sent = !row.login.isEmpty() && !row.password.isEmpty();
     session.tryLogin();
-    if (!login.isEmpty() && !password.isEmpty())
+    if (sent)
         QTRY_COMPARE(watch.finished(path(loginUrl)), 1);
 
-    QCOMPARE(seen.join('+'), emitted);
-    QCOMPARE(lastError, errorText);
-    QCOMPARE(errorReports(), report.isEmpty() ? QStringList() : QStringList{report});
-    QCOMPARE(trackedEvents(), events);
+    QCOMPARE(seen.join('+'), row.emitted);
+    QCOMPARE(lastError, row.errorText);
+    QCOMPARE(errorReports(), row.report.isEmpty() ? QStringList() : QStringList{row.report});
+    QCOMPARE(trackedEvents(), row.events);
     // Qt itself may resend a request once over a fresh connection when a kept-alive one was dropped.
-    QCOMPARE(m_emulator.requests(path(loginUrl)).isEmpty(), login.isEmpty() || password.isEmpty());
-    QCOMPARE(readCredential(Account).userName, emitted.contains("finished") ? login : QString());
+    QCOMPARE(m_emulator.requests(path(loginUrl)).isEmpty(), !sent);
+    QCOMPARE(readCredential(Account).userName, row.emitted.contains("finished") ? row.login : QString());
 }
 
 void TestNimblaLoginSession::loginUrlFollowsLoginType_data()

@@ -22,6 +22,17 @@ namespace {
 
 const QString ExchangePath = QStringLiteral("/projects/nimbla-demo-project/otp/exchange");
 
+struct Exchange
+{
+    const char *tag;
+    QString emulatorOutcome; // empty: the password is unknown to the emulator
+    int status;
+    QString expected;
+    QStringList keys;        // of the value handed on, sorted
+    QString warning;
+    bool dropped;            // the emulator drops every connection
+};
+
 QString freshOtp(const QString &purpose)
 {
     return purpose + QLatin1Char('-') + QUuid::createUuid().toString(QUuid::Id128).left(12);
@@ -50,6 +61,8 @@ public:
 };
 
 } // namespace
+
+Q_DECLARE_METATYPE(Exchange)
 
 class TestOtpExchanger : public QObject
 {
@@ -97,65 +110,46 @@ void TestOtpExchanger::addOtp(const QString &otp, const QString &outcome, int st
 
 void TestOtpExchanger::outcomes_data()
 {
-    QTest::addColumn<QString>("emulatorOutcome");
-    QTest::addColumn<int>("status");
-    QTest::addColumn<QString>("expected");
-    QTest::addColumn<QStringList>("expectedKeys");
-    QTest::addColumn<QString>("warning");
-    QTest::addColumn<QJsonObject>("fault");
-
+    QTest::addColumn<Exchange>("row");
     const QString invalid = QStringLiteral("Invalid response from server.");
+    const QString failed = QStringLiteral("Error while exchanging OTP: ");
     const QStringList pair{QStringLiteral("access_token"), QStringLiteral("refresh_token")};
-    QTest::newRow("jwt") << "jwt" << 0 << "jwt" << QStringList{QStringLiteral("jwt")} << QString() << QJsonObject();
-    QTest::newRow("oauth2-pair") << "oauth2" << 0 << "oauth2" << pair << QString() << QJsonObject();
-    QTest::newRow("jwt-wins-over-pair") << "jwt-and-oauth2" << 0 << "jwt" << (pair + QStringList{QStringLiteral("jwt")})
-                                        << QString() << QJsonObject();
-    QTest::newRow("access-token-alone") << "access-token-only" << 0 << "error" << QStringList() << invalid
-                                        << QJsonObject();
-    QTest::newRow("not-json") << "not-json" << 0 << "error" << QStringList() << invalid << QJsonObject();
-    QTest::newRow("server-error") << "error" << 500 << "error" << QStringList()
-                                  << QStringLiteral("Error while exchanging OTP: 500 : Internal Server Error")
-                                  << QJsonObject();
-    QTest::newRow("forbidden") << "error" << 403 << "error" << QStringList()
-                               << QStringLiteral("Error while exchanging OTP: 403 : Forbidden") << QJsonObject();
-    QTest::newRow("unknown-otp") << QString() << 0 << "error" << QStringList()
-                                 << QStringLiteral("Error while exchanging OTP: 404 : Not Found") << QJsonObject();
-    // Every attempt is dropped: the network stack retries a GET whose connection closed early.
-    QTest::newRow("connection-dropped") << "jwt" << 0 << "error" << QStringList()
-                                        << QStringLiteral("Error while exchanging OTP: 0 : ")
-                                        << QJsonObject{{QStringLiteral("drop"), true}};
+    for (const Exchange &row : {
+             Exchange{"jwt", "jwt", 0, "jwt", {"jwt"}, "", false},
+             Exchange{"oauth2-pair", "oauth2", 0, "oauth2", pair, "", false},
+             Exchange{"jwt-wins-over-pair", "jwt-and-oauth2", 0, "jwt", {"access_token", "jwt", "refresh_token"}, "", false},
+             Exchange{"access-token-alone", "access-token-only", 0, "error", {}, invalid, false},
+             Exchange{"not-json", "not-json", 0, "error", {}, invalid, false},
+             Exchange{"server-error", "error", 500, "error", {}, failed + "500 : Internal Server Error", false},
+             Exchange{"forbidden", "error", 403, "error", {}, failed + "403 : Forbidden", false},
+             Exchange{"unknown-otp", "", 0, "error", {}, failed + "404 : Not Found", false},
+             // Every attempt is dropped: the network stack retries a GET whose connection closed early.
+             Exchange{"connection-dropped", "jwt", 0, "error", {}, failed + "0 : ", true},
+         })
+        QTest::newRow(row.tag) << row;
 }
 
 void TestOtpExchanger::outcomes()
 {
-    QFETCH(QString, emulatorOutcome);
-    QFETCH(int, status);
-    QFETCH(QString, expected);
-    QFETCH(QStringList, expectedKeys);
-    QFETCH(QString, warning);
-    QFETCH(QJsonObject, fault);
-
-    const QString otp = freshOtp(QString::fromLatin1(QTest::currentDataTag()));
-    if (!emulatorOutcome.isEmpty())
-        addOtp(otp, emulatorOutcome, status);
-    if (!fault.isEmpty())
-        m_emulator.injectFault(m_emulator.baseUrl().resolved(QUrl(ExchangePath)), fault);
+    QFETCH(Exchange, row);
+    const QString otp = freshOtp(QString::fromLatin1(row.tag));
+    if (!row.emulatorOutcome.isEmpty())
+        addOtp(otp, row.emulatorOutcome, row.status);
+    if (row.dropped)
+        m_emulator.injectFault(m_emulator.baseUrl().resolved(QUrl(ExchangePath)), {{QStringLiteral("drop"), true}});
 
     OtpExchanger exchanger;
     OutcomeRecorder recorder(&exchanger);
     QTest::ignoreMessage(QtDebugMsg, qPrintable(QStringLiteral("Starting exchange sequence for OTP: ") + otp));
-    if (!warning.isEmpty())
-        QTest::ignoreMessage(QtWarningMsg, qPrintable(warning));
+    if (!row.warning.isEmpty())
+        QTest::ignoreMessage(QtWarningMsg, qPrintable(row.warning));
     exchanger.exchange(otp);
 
     QTRY_COMPARE(recorder.outcomes.size(), 1);
-    QCOMPARE(recorder.outcomes.first(), expected);
+    QCOMPARE(recorder.outcomes.first(), row.expected);
     // The whole answer is handed on, every field of it.
-    QStringList keys = recorder.values.first().keys();
-    keys.sort();
-    expectedKeys.sort();
-    QCOMPARE(keys, expectedKeys);
-    if (expected == QLatin1String("jwt"))
+    QCOMPARE(recorder.values.first().keys(), row.keys);
+    if (row.expected == QLatin1String("jwt"))
         QCOMPARE(recorder.values.first().value(QStringLiteral("jwt")).toString().count(QLatin1Char('.')), 2);
 
     const QJsonArray requests = m_emulator.requests(ExchangePath);
