@@ -119,20 +119,15 @@ void TestSecureStorage::roundTrip_data()
     QTest::addColumn<QJsonObject>("object");
 
     QTest::newRow("saved-session") << QJsonObject{
-        {QStringLiteral("type"), QStringLiteral("NimblaOAuth2")},
-        {QStringLiteral("provider"), QString()},
-        {QStringLiteral("state"), QJsonObject{{QStringLiteral("refresh_token"), QStringLiteral("r.e.f-123")}}}};
-    QTest::newRow("non-ascii") << QJsonObject{
-        {QStringLiteral("name"), QStringLiteral("Жёлтый лис ünd 狐狸 🦊")},
-        {QStringLiteral("ключ"), QStringLiteral("\u00e9\u0301 combining")}};
-    QTest::newRow("json-escapes") << QJsonObject{
-        {QStringLiteral("text"), QStringLiteral("quote \" backslash \\ tab\t newline\n nul-free")}};
-    QTest::newRow("nested-values") << QJsonObject{
-        {QStringLiteral("list"), QJsonArray{1, 2.5, true, QJsonValue::Null, QStringLiteral("x")}},
-        {QStringLiteral("deep"), QJsonObject{{QStringLiteral("a"), QJsonObject{{QStringLiteral("b"), -7}}}}}};
+        {"type", "NimblaOAuth2"}, {"provider", QString()}, {"state", QJsonObject{{"refresh_token", "r.e.f-123"}}}};
+    QTest::newRow("non-ascii") << QJsonObject{{"name", QStringLiteral("Жёлтый лис ünd 狐狸 🦊")},
+                                              {QStringLiteral("ключ"), QStringLiteral("\u00e9\u0301 combining")}};
+    QTest::newRow("json-escapes") << QJsonObject{{"text", "quote \" backslash \\ tab\t newline\n nul-free"}};
+    QTest::newRow("nested-values") << QJsonObject{{"list", QJsonArray{1, 2.5, true, QJsonValue::Null, "x"}},
+                                                  {"deep", QJsonObject{{"a", QJsonObject{{"b", -7}}}}}};
     QTest::newRow("empty-object") << QJsonObject();
     QTest::newRow("long-refresh-token") << QJsonObject{
-        {QStringLiteral("state"), QJsonObject{{QStringLiteral("refresh_token"), QString(1200, QLatin1Char('t'))}}}};
+        {"state", QJsonObject{{"refresh_token", QString(1200, QLatin1Char('t'))}}}};
 }
 
 void TestSecureStorage::roundTrip()
