@@ -22,6 +22,16 @@ namespace {
 enum class Protocol { Jwt, OAuth };
 enum class Outcome { Silent, Success, Error };
 
+struct Exchange
+{
+    Protocol protocol;
+    QByteArray target;
+    int status;        // 0: the connection ends without an answer
+    Outcome outcome;
+    QString data;
+    QString csrfToken;
+};
+
 std::unique_ptr<IHttpServer> makeServer(Protocol protocol)
 {
     if (protocol == Protocol::Jwt)
@@ -91,7 +101,7 @@ QPair<QString, QString> callbackResult(Protocol protocol, const QString &token)
 } // namespace
 
 Q_DECLARE_METATYPE(Protocol)
-Q_DECLARE_METATYPE(Outcome)
+Q_DECLARE_METATYPE(Exchange)
 
 class TestHttpServer : public QObject
 {
@@ -206,16 +216,10 @@ void TestHttpServer::resultsInFlightAreDiscardedWithTheOldListener()
 
 void TestHttpServer::wireProtocol_data()
 {
-    QTest::addColumn<Protocol>("protocol");
-    QTest::addColumn<QByteArray>("target");
-    QTest::addColumn<int>("status");
-    QTest::addColumn<Outcome>("outcome");
-    QTest::addColumn<QString>("data");
-    QTest::addColumn<QString>("csrfToken");
-
+    QTest::addColumn<Exchange>("row");
     const auto row = [](const char *tag, Protocol protocol, const QByteArray &target, int status, Outcome outcome,
                         const QString &data = QString(), const QString &csrfToken = QString()) {
-        QTest::newRow(tag) << protocol << target << status << outcome << data << csrfToken;
+        QTest::newRow(tag) << Exchange{protocol, target, status, outcome, data, csrfToken};
     };
     const QByteArray token = m_token.toUtf8();
     const QByteArray encodedToken = QByteArray(token).replace('.', "%2E");
@@ -248,37 +252,31 @@ void TestHttpServer::wireProtocol_data()
 
 void TestHttpServer::wireProtocol()
 {
-    QFETCH(Protocol, protocol);
-    QFETCH(QByteArray, target);
-    QFETCH(int, status);
-    QFETCH(Outcome, outcome);
-    QFETCH(QString, data);
-    QFETCH(QString, csrfToken);
-
-    const auto server = makeServer(protocol);
+    QFETCH(Exchange, row);
+    const auto server = makeServer(row.protocol);
     Receiver receiver(server.get());
     const quint16 port = startServer(*server);
 
-    const RawHttpClient::Answer answer = RawHttpClient::get(port, target);
+    const RawHttpClient::Answer answer = RawHttpClient::get(port, row.target);
     QVERIFY2(answer.ended, answer.bytes.constData());
     // The client waited without running the event loop, so nothing may have arrived yet.
     QCOMPARE(receiver.count(), 0);
 
-    QCOMPARE(answer.status, status);
+    QCOMPARE(answer.status, row.status);
     QCOMPARE(answer.headers.value("location"),
-             status == 302 ? NApplication::instance().configManager()->callbackUrl().toUtf8() : QByteArray());
-    QCOMPARE(answer.body, status == 404 ? QByteArray("Not Found Url") : QByteArray());
+             row.status == 302 ? NApplication::instance().configManager()->callbackUrl().toUtf8() : QByteArray());
+    QCOMPARE(answer.body, row.status == 404 ? QByteArray("Not Found Url") : QByteArray());
     // No answer at all, or the bare 404, and the connection ends with either.
-    QVERIFY(status == 302 || answer.closed);
-    QVERIFY(status != 0 || answer.bytes.isEmpty());
-    QVERIFY(status != 404 || !(answer.headers.contains("content-type") || answer.headers.contains("content-length")));
+    QVERIFY(row.status == 302 || answer.closed);
+    QVERIFY(row.status != 0 || answer.bytes.isEmpty());
+    QVERIFY(row.status != 404 || !(answer.headers.contains("content-type") || answer.headers.contains("content-length")));
 
-    if (outcome == Outcome::Silent)
+    if (row.outcome == Outcome::Silent)
         deliverQueuedResults();
     else
         QTRY_COMPARE(receiver.count(), 1);
-    QCOMPARE(receiver.successes, outcome == Outcome::Success ? Results{qMakePair(data, csrfToken)} : Results());
-    QCOMPARE(receiver.errors, outcome == Outcome::Error ? 1 : 0);
+    QCOMPARE(receiver.successes, row.outcome == Outcome::Success ? Results{qMakePair(row.data, row.csrfToken)} : Results());
+    QCOMPARE(receiver.errors, row.outcome == Outcome::Error ? 1 : 0);
     QVERIFY(receiver.allOnMainThread());
 }
 
@@ -289,41 +287,31 @@ void TestHttpServer::junkDoesNotBlockAGenuineCallback()
     Receiver receiver(server.get());
     const quint16 port = startServer(*server);
 
-    struct Junk
-    {
-        QByteArray request;
-        int oauthErrors;
+    std::vector<std::unique_ptr<QTcpSocket>> sockets;
+    const auto send = [&](const QByteArray &bytes) {
+        sockets.push_back(std::make_unique<QTcpSocket>());
+        sockets.back()->connectToHost(QHostAddress::LocalHost, port);
+        sockets.back()->write(bytes);
     };
+    // Each with the number of OAuth2 callback errors it makes.
     const QByteArray end = " HTTP/1.1\r\nHost: localhost\r\n\r\n";
-    const std::vector<Junk> kinds = {
-        {"GET /favicon.ico" + end, 0},
-        {"GET /callback?token=" + m_token.toUtf8() + end, 0},
-        {"GET /" + end, 1},
-        {"GET /?TOKEN=abc" + end, 1},
-        {"GET /?code=only" + end, 1},
-        {"GET /%zz" + end, 0},
-        {"GET /?token=%zz&code=%zz" + end, 0},
-        {"GARBAGE\r\n\r\n", 0},
+    const std::vector<std::pair<QByteArray, int>> kinds = {
+        {"GET /favicon.ico" + end, 0}, {"GET /callback?token=" + m_token.toUtf8() + end, 0},
+        {"GET /" + end, 1},            {"GET /?TOKEN=abc" + end, 1},
+        {"GET /?code=only" + end, 1},  {"GET /%zz" + end, 0},
+        {"GET /?token=%zz&code=%zz" + end, 0}, {"GARBAGE\r\n\r\n", 0},
     };
-    constexpr int copies = 4;
-
-    std::vector<std::unique_ptr<QTcpSocket>> burst;
     int expectedOAuthErrors = 0;
-    for (int copy = 0; copy < copies; ++copy) {
-        for (const Junk &junk : kinds) {
-            burst.push_back(std::make_unique<QTcpSocket>());
-            burst.back()->connectToHost(QHostAddress::LocalHost, port);
-            burst.back()->write(junk.request);
-            expectedOAuthErrors += junk.oauthErrors;
+    for (int copy = 0; copy < 4; ++copy) {
+        for (const auto &junk : kinds) {
+            send(junk.first);
+            expectedOAuthErrors += junk.second;
         }
     }
+    const size_t burst = sockets.size();
     // Clients that hold their connection without finishing a request.
-    std::vector<std::unique_ptr<QTcpSocket>> stalled;
-    for (const QByteArray &partial : {QByteArray(), QByteArray("GET /?token="), QByteArray("GET / HTTP/1.1\r\nHost: x\r\n")}) {
-        stalled.push_back(std::make_unique<QTcpSocket>());
-        stalled.back()->connectToHost(QHostAddress::LocalHost, port);
-        stalled.back()->write(partial);
-    }
+    for (const QByteArray &partial : {QByteArray(), QByteArray("GET /?token="), QByteArray("GET / HTTP/1.1\r\nHost: x\r\n")})
+        send(partial);
 
     QNetworkAccessManager client;
     QNetworkRequest request(QUrl("http://localhost:" + QString::number(port) + callbackQuery(protocol, m_token)));
@@ -331,14 +319,13 @@ void TestHttpServer::junkDoesNotBlockAGenuineCallback()
     std::unique_ptr<QNetworkReply> reply(client.get(request));
     QSignalSpy finished(reply.get(), &QNetworkReply::finished);
 
-    QTRY_COMPARE_WITH_TIMEOUT(receiver.successes.size(), 1, 10000);
-    QCOMPARE(receiver.successes.at(0), callbackResult(protocol, m_token));
+    QTRY_COMPARE_WITH_TIMEOUT(receiver.successes, Results{callbackResult(protocol, m_token)}, 10000);
     QTRY_COMPARE(finished.count(), 1);
     QCOMPARE(reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(), 302);
 
     // Every junk request was answered or dropped, and none of them was taken for a result.
-    for (const auto &socket : burst)
-        QTRY_COMPARE_WITH_TIMEOUT(socket->state(), QAbstractSocket::UnconnectedState, 10000);
+    for (size_t i = 0; i < burst; ++i)
+        QTRY_COMPARE_WITH_TIMEOUT(sockets[i]->state(), QAbstractSocket::UnconnectedState, 10000);
     deliverQueuedResults();
     QCOMPARE(receiver.successes.size(), 1);
     QCOMPARE(receiver.errors, protocol == Protocol::OAuth ? expectedOAuthErrors : 0);
