@@ -4,17 +4,14 @@
 #include <QJsonDocument>
 #include <QJsonParseError>
 #include <QLoggingCategory>
+#include <QReadLocker>
+#include <QWriteLocker>
 
 namespace NimblaSDK {
 
 Q_LOGGING_CATEGORY(lcConfig, "NimblaSDK.Core.ConfigManager")
 
 namespace {
-
-QString stringValue(const QJsonObject &object, const QString &key)
-{
-    return object.value(key).toString();
-}
 
 int positiveInt(const QJsonValue &value, int fallback)
 {
@@ -26,8 +23,7 @@ int positiveInt(const QJsonValue &value, int fallback)
 
 bool ConfigManager::load(const QString &filePath)
 {
-    m_filePath = filePath;
-    m_root = QJsonObject();
+    replace(filePath, QJsonObject());
 
     QFile file(filePath);
     if (!file.open(QIODevice::ReadOnly)) {
@@ -47,70 +43,84 @@ bool ConfigManager::load(const QString &filePath)
         return false;
     }
 
-    m_root = document.object();
+    replace(filePath, document.object());
     return true;
+}
+
+void ConfigManager::replace(const QString &filePath, const QJsonObject &root)
+{
+    const QWriteLocker locker(&m_lock);
+    m_filePath = filePath;
+    m_root = root;
+}
+
+QJsonValue ConfigManager::value(const QString &key) const
+{
+    const QReadLocker locker(&m_lock);
+    return m_root.value(key);
 }
 
 QString ConfigManager::filePath() const
 {
+    const QReadLocker locker(&m_lock);
     return m_filePath;
 }
 
 QString ConfigManager::appAccountName() const
 {
-    return stringValue(m_root, QStringLiteral("appAccountName"));
+    return value(QStringLiteral("appAccountName")).toString();
 }
 
 QString ConfigManager::loginProjectId() const
 {
-    return stringValue(m_root, QStringLiteral("loginProjectId"));
+    return value(QStringLiteral("loginProjectId")).toString();
 }
 
 QString ConfigManager::productName() const
 {
-    return stringValue(m_root, QStringLiteral("productName"));
+    return value(QStringLiteral("productName")).toString();
 }
 
 QString ConfigManager::callbackUrl() const
 {
-    return stringValue(m_root, QStringLiteral("callbackUrl"));
+    return value(QStringLiteral("callbackUrl")).toString();
 }
 
 QString ConfigManager::authFields() const
 {
-    return stringValue(m_root, QStringLiteral("authFields"));
+    return value(QStringLiteral("authFields")).toString();
 }
 
 bool ConfigManager::oauth2Enabled() const
 {
-    return m_root.value(QStringLiteral("oauth2Enabled")).toBool();
+    return value(QStringLiteral("oauth2Enabled")).toBool();
 }
 
 int ConfigManager::oauth2ClientId() const
 {
-    return m_root.value(QStringLiteral("oauth2ClientId")).toInt();
+    return value(QStringLiteral("oauth2ClientId")).toInt();
 }
 
 int ConfigManager::requestTimeout() const
 {
-    const QJsonObject network = m_root.value(QStringLiteral("network")).toObject();
+    const QJsonObject network = value(QStringLiteral("network")).toObject();
     return positiveInt(network.value(QStringLiteral("requestTimeoutMs")), DefaultRequestTimeout);
 }
 
 bool ConfigManager::strictTls() const
 {
-    const QJsonObject network = m_root.value(QStringLiteral("network")).toObject();
+    const QJsonObject network = value(QStringLiteral("network")).toObject();
     return network.value(QStringLiteral("strictTls")).toBool();
 }
 
 int ConfigManager::authorizationTimeout() const
 {
-    return positiveInt(m_root.value(QStringLiteral("authorizationTimeoutMs")), DefaultAuthorizationTimeout);
+    return positiveInt(value(QStringLiteral("authorizationTimeoutMs")), DefaultAuthorizationTimeout);
 }
 
 QJsonObject ConfigManager::urls() const
 {
-    return m_root.value(QStringLiteral("urls")).toObject();
+    return value(QStringLiteral("urls")).toObject();
 }
 
 } // namespace NimblaSDK

@@ -3,6 +3,8 @@
 #include "nimblacore_export.h"
 
 #include <QJsonObject>
+#include <QJsonValue>
+#include <QReadWriteLock>
 #include <QString>
 
 namespace NimblaSDK {
@@ -12,6 +14,8 @@ namespace NimblaSDK {
  *
  * A missing or malformed file leaves every value empty (and the numeric
  * settings at their defaults) after one warning naming the file and the fault.
+ * The getters may be called from any thread: the local callback server reads
+ * the configuration on its worker threads.
  */
 class NIMBLACORE_EXPORT ConfigManager
 {
@@ -37,6 +41,10 @@ public:
     QJsonObject urls() const;
 
 private:
+    QJsonValue value(const QString &key) const;
+    void replace(const QString &filePath, const QJsonObject &root);
+
+    mutable QReadWriteLock m_lock;
     QString m_filePath;
     QJsonObject m_root;
 };

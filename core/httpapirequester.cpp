@@ -53,7 +53,8 @@ HttpApiRequest *HttpApiRequester::exec(HttpApi::Method method, const QUrl &url, 
         break;
     }
 
-    auto *apiRequest = new HttpApiRequest(reply);
+    // A request still in flight ends with its requester instead of outliving it.
+    auto *apiRequest = new HttpApiRequest(reply, this);
     bind(apiRequest);
     return apiRequest;
 }

@@ -10,8 +10,9 @@ namespace NimblaSDK {
 
 /*!
  * Client of the JSON APIs: sends requests on the thread's network access
- * manager and hands back one HttpApiRequest per call, which the caller
- * deletes (usually with deleteLater() in its finished handler).
+ * manager and hands back one HttpApiRequest per call. The requester owns
+ * the requests it has not been relieved of; the caller deletes each one when
+ * done (usually with deleteLater() in its finished handler).
  *
  * \code
  * requester->authorized({{QStringLiteral("access_token"), jwt}});

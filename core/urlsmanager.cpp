@@ -1,14 +1,19 @@
 #include "urlsmanager.h"
 
+#include <QReadLocker>
+#include <QWriteLocker>
+
 namespace NimblaSDK {
 
 void UrlsManager::setUrls(const QJsonObject &urls)
 {
+    const QWriteLocker locker(&m_lock);
     m_urls = urls;
 }
 
 QString UrlsManager::url(const char *key) const
 {
+    const QReadLocker locker(&m_lock);
     return m_urls.value(QLatin1String(key)).toString();
 }
 

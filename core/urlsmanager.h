@@ -3,6 +3,7 @@
 #include "nimblacore_export.h"
 
 #include <QJsonObject>
+#include <QReadWriteLock>
 #include <QString>
 
 namespace NimblaSDK {
@@ -10,7 +11,8 @@ namespace NimblaSDK {
 /*!
  * Endpoint addresses of the login and API services. Each getter returns an
  * absolute URL, or a template with one "%1" where its documentation says so;
- * an address missing from the configuration is an empty string.
+ * an address missing from the configuration is an empty string. The getters
+ * may be called from any thread.
  */
 class NIMBLACORE_EXPORT UrlsManager
 {
@@ -44,6 +46,7 @@ public:
 private:
     QString url(const char *key) const;
 
+    mutable QReadWriteLock m_lock;
     QJsonObject m_urls;
 };
 

@@ -29,8 +29,6 @@ void OtpExchanger::exchange(QString otp)
     // The service takes the password as typed, so it goes into the template without percent-encoding.
     const QString address = NApplication::instance().urlsManager()->exchangeOtpUrl().arg(otp);
     HttpApiRequest *request = m_requester->get(QUrl(address, QUrl::TolerantMode));
-    // An exchange still in flight ends with the exchanger instead of outliving it.
-    request->setParent(m_requester);
 
     connect(request, &HttpApiRequest::finished, this, [this, request](const QByteArray &data) {
         request->deleteLater();
