@@ -91,6 +91,8 @@ public:
 private:
     void _shutDown()
     {
+        // Answers of requests still in flight belong to an attempt that is over.
+        QObject::disconnect(m_factoryObject, nullptr, this, nullptr);
         m_server->stopAll(true);
         // POCO keeps the socket listening until the server object goes, and a
         // stopped server must not accept connections that nobody will serve.

@@ -69,6 +69,7 @@ void SocialNetworkOAuthSession::_startLogin()
     m_timer->stop();
     m_timer->start();
     m_server->start();
+    m_waiting = true;
     qCDebug(lcSocialOAuth).noquote() << "State:" << m_state;
 
     // The service reads the items in this order, after any of the template's own.
@@ -96,11 +97,23 @@ void SocialNetworkOAuthSession::_startLogin()
         Q_EMIT openUrlExternallyError(address);
         m_timer->stop();
         m_server->stop();
+        m_waiting = false;
     }
+}
+
+bool SocialNetworkOAuthSession::_takeCallback()
+{
+    // A second callback of one attempt (a reloaded page, a browser that
+    // retries) has nothing left to finish.
+    const bool waiting = m_waiting;
+    m_waiting = false;
+    return waiting;
 }
 
 void SocialNetworkOAuthSession::_onCallbackSuccess(const QString &code, const QString &csrfToken)
 {
+    if (!_takeCallback())
+        return;
     m_server->stop();
     m_timer->stop();
     if (csrfToken == m_state)
@@ -111,6 +124,8 @@ void SocialNetworkOAuthSession::_onCallbackSuccess(const QString &code, const QS
 
 void SocialNetworkOAuthSession::_onCallbackError()
 {
+    if (!_takeCallback())
+        return;
     qCInfo(lcSocialOAuth) << "Social Auth with OAuth2 Failed!";
     m_server->stop();
     m_timer->stop();
@@ -133,17 +148,12 @@ void SocialNetworkOAuthSession::refresh()
 
 QJsonObject SocialNetworkOAuthSession::sessionState() const
 {
-    const QVariantMap &parameters = sessionParameters();
-    return QJsonObject{
-        {SessionAccessToken, QJsonValue::fromVariant(parameters.value(SessionAccessToken))},
-        {SessionRefreshToken, QJsonValue::fromVariant(parameters.value(SessionRefreshToken))},
-    };
+    return _tokenState();
 }
 
 void SocialNetworkOAuthSession::setSessionState(const QJsonObject &state)
 {
-    _setSessionParameter(SessionAccessToken, state.value(SessionAccessToken).toString());
-    _setSessionParameter(SessionRefreshToken, state.value(SessionRefreshToken).toString());
+    _restoreTokenState(state);
 }
 
 } // namespace NimblaSDK

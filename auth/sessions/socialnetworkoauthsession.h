@@ -58,12 +58,14 @@ private:
     void _onCallbackSuccess(const QString &code, const QString &csrfToken);
     void _onCallbackError();
     void _onTimeout();
+    bool _takeCallback();
 
     QString m_providerName;
     QTimer *m_timer;
     IHttpServer *m_server;
     QString m_state;
     QString m_redirectUri;
+    bool m_waiting = false;
 };
 
 } // namespace NimblaSDK

@@ -57,6 +57,12 @@ void SocialNetworkSession::_startLogin()
     m_timer.setInterval(config->authorizationTimeout());
     m_timer.setSingleShot(true);
     m_timer.start();
+    m_waiting = true;
+    // Made on every attempt and never undone by the handlers below, so a
+    // session that tries again runs the time-out once per attempt. Made
+    // before the listener starts, so that an attempt whose listener cannot
+    // open still ends.
+    connect(&m_timer, &QTimer::timeout, this, &SocialNetworkSession::_onTimeout);
 
     // An earlier listener is not deleted: it stays a child of the session, and
     // a sign-in finished on it still counts.
@@ -82,14 +88,21 @@ void SocialNetworkSession::_startLogin()
         Q_EMIT openUrlExternallyError(address);
         m_timer.stop();
     }
+}
 
-    // Made on every attempt and never undone by the handlers below, so a
-    // session that tries again runs the time-out once per attempt.
-    connect(&m_timer, &QTimer::timeout, this, &SocialNetworkSession::_onTimeout);
+bool SocialNetworkSession::_takeCallback()
+{
+    // A second callback of one attempt (a reloaded page, a browser that
+    // retries) has nothing left to finish.
+    const bool waiting = m_waiting;
+    m_waiting = false;
+    return waiting;
 }
 
 void SocialNetworkSession::_onCallbackSuccess(const QString &jwt)
 {
+    if (!_takeCallback())
+        return;
     qCInfo(lcSocialAuth) << "Social Auth Finished!";
     NApplication::instance().settingsManager()->setJWT(jwt);
     _processJWT(jwt);
@@ -103,6 +116,8 @@ void SocialNetworkSession::_onCallbackSuccess(const QString &jwt)
 
 void SocialNetworkSession::_onCallbackError()
 {
+    if (!_takeCallback())
+        return;
     qCInfo(lcSocialAuth) << "Social Auth Failed!";
     m_server->stop();
     m_timer.stop();

@@ -53,10 +53,12 @@ private:
     void _onCallbackSuccess(const QString &jwt);
     void _onCallbackError();
     void _onTimeout();
+    bool _takeCallback();
 
     QTimer m_timer;
     QString m_networkLink;
     IHttpServer *m_server = nullptr;
+    bool m_waiting = false;
 };
 
 } // namespace NimblaSDK

@@ -36,7 +36,7 @@ private Q_SLOTS:
     void emptyLinkIsRefused();
     void refusedDesktopLeavesTheListenerWaiting();
     void everyAttemptAddsATimeout();
-    void listenerThatCannotOpenIsSwallowed();
+    void listenerThatCannotOpenEndsByTimeout();
 
 private:
     //! Points \a attempt at \a provider's login page on the emulator.
@@ -259,7 +259,7 @@ void TestSocialNetworkSession::everyAttemptAddsATimeout()
     QVERIFY(attempt.finished.wait(15000));
 }
 
-void TestSocialNetworkSession::listenerThatCannotOpenIsSwallowed()
+void TestSocialNetworkSession::listenerThatCannotOpenEndsByTimeout()
 {
     PlainAttempt attempt(Browser::Walking);
     aim(attempt);
@@ -273,6 +273,10 @@ void TestSocialNetworkSession::listenerThatCannotOpenIsSwallowed()
     QCOMPARE(attempt.errors.count(), 0);
     QVERIFY(attempt.browser.opened().isEmpty());
     QVERIFY(errorReports().isEmpty());
+
+    // Nothing is raised, but the attempt still ends: by its time-out.
+    QVERIFY(attempt.errors.wait(5000));
+    QCOMPARE(attempt.errors.at(0).at(0).toString(), QStringLiteral("Authorization timeout"));
 }
 
 QTEST_MAIN(TestSocialNetworkSession)
