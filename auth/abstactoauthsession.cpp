@@ -48,9 +48,18 @@ QString AbstactOAuthSession::refreshToken() const
     return m_sessionParameters.value(SessionRefreshToken).toString();
 }
 
-void AbstactOAuthSession::_setSessionParameter(const QString &key, const QVariant &value)
+QJsonObject AbstactOAuthSession::_tokenState() const
 {
-    m_sessionParameters.insert(key, value);
+    return {
+        {SessionAccessToken, QJsonValue::fromVariant(m_sessionParameters.value(SessionAccessToken))},
+        {SessionRefreshToken, QJsonValue::fromVariant(m_sessionParameters.value(SessionRefreshToken))},
+    };
+}
+
+void AbstactOAuthSession::_restoreTokenState(const QJsonObject &state)
+{
+    m_sessionParameters.insert(SessionAccessToken, state.value(SessionAccessToken).toString());
+    m_sessionParameters.insert(SessionRefreshToken, state.value(SessionRefreshToken).toString());
 }
 
 QString AbstactOAuthSession::_generateState()
@@ -95,8 +104,7 @@ void AbstactOAuthSession::_oauthGetJwt(const QString &code, const QString &redir
 
         if (reply->error() != QNetworkReply::NoError) {
             if (answer.contains(QStringLiteral("error"))) {
-                const QString description = answer.value(QStringLiteral("error")).toObject()
-                                                    .value(QStringLiteral("description")).toString();
+                const QString description = errorDescription(answer);
                 qCCritical(lcOAuthSession).noquote() << "exchange code failed " + description;
                 qCCritical(lcOAuthSession).noquote() << "Reply: " + QString::fromUtf8(QJsonDocument(answer).toJson());
                 EventsTracker::instance().trackNimblaEvent(failed, QVariant());

@@ -52,8 +52,10 @@ protected:
     virtual void updateRefreshToken(const QString &refreshToken);
 
     QString refreshToken() const;
-    //! For setSessionState() of the derived sessions.
-    void _setSessionParameter(const QString &key, const QVariant &value);
+    //! The two tokens as the derived sessions save them; a token never received is null.
+    QJsonObject _tokenState() const;
+    //! Restores what _tokenState() gave; a missing token becomes empty.
+    void _restoreTokenState(const QJsonObject &state);
     //! 12 characters of [A-Za-z0-9], drawn from the system's secure random source.
     QString _generateState();
 

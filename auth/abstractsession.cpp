@@ -53,6 +53,8 @@ void AbstractSession::checkLoginType()
     QNetworkReply *reply = NNetworkAccessManager::getManager()->get(QNetworkRequest(url));
     NNetworkAccessManager::ignoreSslErrors(reply);
 
+    // Released even when the session is gone before the answer comes.
+    connect(reply, &QNetworkReply::finished, reply, &QObject::deleteLater);
     connect(reply, &QNetworkReply::finished, this, [this, reply] {
         const QString failure = QStringLiteral("Failed load Nimbla Login settings");
         if (reply->error() != QNetworkReply::NoError) {
@@ -61,28 +63,24 @@ void AbstractSession::checkLoginType()
             Q_EMIT error(failure);
             _logError(failure, reply->errorString());
             m_loginType = 0;
-            reply->deleteLater();
             return;
         }
 
-        const QJsonObject settingsObject = QJsonDocument::fromJson(reply->readAll()).object();
+        const QJsonObject settingsObject = QJsonDocument::fromJson(replyBody(reply)).object();
         if (settingsObject.contains(QStringLiteral("proxyLogin"))) {
             m_loginType = settingsObject.value(QStringLiteral("proxyLogin")).toBool() ? 2 : 1;
         } else if (settingsObject.contains(QStringLiteral("error"))) {
-            const QString description = settingsObject.value(QStringLiteral("error")).toObject()
-                                                .value(QStringLiteral("description")).toString();
+            const QString description = errorDescription(settingsObject);
             qCCritical(lcSession).noquote() << "loading widget settings failed " + description;
             qCCritical(lcSession).noquote() << "Reply: " + QString::fromUtf8(QJsonDocument(settingsObject).toJson());
             Q_EMIT error(failure);
             // The title without the final "s" is the one the error dashboards group by.
             _logError(QStringLiteral("Failed load Nimbla Login setting"), "loading widget settings failed " + description);
             m_loginType = 0;
-            reply->deleteLater();
             return;
         } else {
             m_loginType = 1;
         }
-        reply->deleteLater();
         tryLogin();
     });
 }

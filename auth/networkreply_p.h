@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QJsonObject>
 #include <QNetworkReply>
 #include <QString>
 
@@ -17,6 +18,12 @@ inline QString withNetworkErrorCode(const QString &text, QNetworkReply::NetworkE
 inline QByteArray replyBody(QNetworkReply *reply)
 {
     return reply->isOpen() ? reply->readAll() : QByteArray();
+}
+
+// The service explains a refusal as {"error": {"description": ...}}.
+inline QString errorDescription(const QJsonObject &answer)
+{
+    return answer.value(QStringLiteral("error")).toObject().value(QStringLiteral("description")).toString();
 }
 
 } // namespace NimblaSDK

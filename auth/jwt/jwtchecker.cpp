@@ -8,6 +8,7 @@
 #include <QLoggingCategory>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
+#include <QScopedPointer>
 #include <QVariantMap>
 
 namespace NimblaSDK {
@@ -27,20 +28,23 @@ bool JWTchecker::validateJWT(const QString &jwt)
     connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
     loop.exec();
 
+    // Deleted here, not later: on a worker thread of the callback server no
+    // event loop runs after this one to carry out a deferred deletion.
+    const QScopedPointer<QNetworkReply> finished(reply);
     if (reply->error() != QNetworkReply::NoError) {
         qCInfo(lcJwtChecker) << "Can't validate JWT";
         qCInfo(lcJwtChecker).noquote() << reply->errorString();
-        reply->deleteLater();
         return false;
     }
     qCInfo(lcJwtChecker) << "Validate JWT Success";
-    reply->deleteLater();
     return true;
 }
 
 void JWTchecker::validateJWTAsync(const QString &jwt)
 {
     QNetworkReply *reply = _sendRequest(jwt);
+    // Released with the answer: the shared manager would otherwise keep every reply until the application ends.
+    connect(reply, &QNetworkReply::finished, reply, &QObject::deleteLater);
     connect(reply, &QNetworkReply::finished, this, [this, reply] {
         const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
         Q_EMIT jwtValidated(status == 204);

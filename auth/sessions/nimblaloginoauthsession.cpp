@@ -81,16 +81,12 @@ void NimblaLoginOAuthSession::refresh()
 
 QJsonObject NimblaLoginOAuthSession::sessionState() const
 {
-    return {
-        {SessionAccessToken, QJsonValue::fromVariant(sessionParameters().value(SessionAccessToken))},
-        {SessionRefreshToken, QJsonValue::fromVariant(sessionParameters().value(SessionRefreshToken))},
-    };
+    return _tokenState();
 }
 
 void NimblaLoginOAuthSession::setSessionState(const QJsonObject &state)
 {
-    _setSessionParameter(SessionAccessToken, state.value(SessionAccessToken).toString());
-    _setSessionParameter(SessionRefreshToken, state.value(SessionRefreshToken).toString());
+    _restoreTokenState(state);
 }
 
 void NimblaLoginOAuthSession::tryLogin()
@@ -145,7 +141,7 @@ void NimblaLoginOAuthSession::_onLoginReply(QNetworkReply *reply, const QString 
             Q_EMIT error(reply->errorString());
             return;
         }
-        const QString description = PasswordLogin::errorDescription(answer);
+        const QString description = errorDescription(answer);
         qCCritical(lcLoginOAuthSession).noquote() << "loading login_url failed " + description;
         qCCritical(lcLoginOAuthSession).noquote() << "Reply: " + QString::fromUtf8(QJsonDocument(answer).toJson());
         if (description == QLatin1String("Invalid captcha")) {
@@ -176,7 +172,7 @@ void NimblaLoginOAuthSession::_onLoginReply(QNetworkReply *reply, const QString 
     }
 
     if (hasError) {
-        const QString description = PasswordLogin::errorDescription(answer);
+        const QString description = errorDescription(answer);
         qCCritical(lcLoginOAuthSession).noquote() << "loading login_url failed " + description;
         qCCritical(lcLoginOAuthSession).noquote() << "Reply: " + QString::fromUtf8(QJsonDocument(answer).toJson());
         trackEvent(QStringLiteral("OAuthLoginPassAuthFailed"));

@@ -148,7 +148,7 @@ void NimblaLoginSession::_onLoginReply(QNetworkReply *reply)
             Q_EMIT error(reply->errorString());
             return;
         }
-        const QString description = PasswordLogin::errorDescription(answer);
+        const QString description = errorDescription(answer);
         qCCritical(lcLoginSession).noquote() << "loading login_url failed " + description;
         qCCritical(lcLoginSession).noquote() << "Reply: " + QString::fromUtf8(QJsonDocument(answer).toJson());
         // The service's captcha answer is a prompt, not a failure: no event, no error.
@@ -183,7 +183,7 @@ void NimblaLoginSession::_onLoginReply(QNetworkReply *reply)
     // Checked even after a finished sign-in: the service can accept the
     // password and still refuse the account in the same answer.
     if (hasError) {
-        const QString description = PasswordLogin::errorDescription(answer);
+        const QString description = errorDescription(answer);
         qCCritical(lcLoginSession).noquote() << "loading login_url failed " + description;
         qCCritical(lcLoginSession).noquote() << "Reply: " + QString::fromUtf8(QJsonDocument(answer).toJson());
         trackEvent(FailedEvent);

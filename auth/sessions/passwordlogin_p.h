@@ -3,13 +3,12 @@
 #include "napplication.h"
 #include "storage/credentials.h"
 
-#include <QJsonObject>
 #include <QString>
 
 namespace NimblaSDK {
 
-// What the two login-and-password sessions share: the saved account, kept
-// under the application's account name, and the service's error text.
+// The saved account of the two login-and-password sessions, kept under the
+// application's account name.
 namespace PasswordLogin {
 
 inline CredentialRecord savedAccount()
@@ -26,12 +25,6 @@ inline void saveAccount(const QString &login, const QString &password)
 inline void forgetAccount()
 {
     deleteCredential(NApplication::instance().appAccountName());
-}
-
-// The service explains a refusal as {"error": {"description": ...}}.
-inline QString errorDescription(const QJsonObject &reply)
-{
-    return reply.value(QStringLiteral("error")).toObject().value(QStringLiteral("description")).toString();
 }
 
 } // namespace PasswordLogin
