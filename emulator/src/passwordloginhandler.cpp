@@ -75,16 +75,20 @@ void PasswordLoginHandler::answer(HttpExchange& exchange, const Attempt& attempt
     exchange.sendJson(200, body);
 }
 
+bool PasswordLoginHandler::sendToPolicyPage(HttpExchange& exchange, const Attempt& attempt) const
+{
+    // A user who has not accepted the privacy policy goes to its page in either flow, with no code issued.
+    if (attempt.user->behaviour != "privacy-policy")
+        return false;
+    answer(exchange, attempt, policyUrl(attempt));
+    return true;
+}
+
 void PasswordLoginHandler::handlePlain(HttpExchange& exchange) const
 {
     const Attempt attempt = authenticate(exchange);
-    if (!attempt.user)
+    if (!attempt.user || sendToPolicyPage(exchange, attempt))
         return;
-    if (attempt.user->behaviour == "privacy-policy")
-    {
-        answer(exchange, attempt, policyUrl(attempt));
-        return;
-    }
     Poco::URI url(_context.layout().url(UrlLayout::Callback));
     url.addQueryParameter("token", _context.issuer().issue(*attempt.user, attempt.project->id));
     answer(exchange, attempt, url.toString());
@@ -116,13 +120,8 @@ void PasswordLoginHandler::handleOAuth(HttpExchange& exchange) const
     }
 
     const Attempt attempt = authenticate(exchange);
-    if (!attempt.user)
+    if (!attempt.user || sendToPolicyPage(exchange, attempt))
         return;
-    if (attempt.user->behaviour == "privacy-policy")
-    {
-        answer(exchange, attempt, policyUrl(attempt));
-        return;
-    }
     EmulatorState::Grant grant;
     grant.projectId = attempt.project->id;
     grant.clientId = attempt.project->clientId;

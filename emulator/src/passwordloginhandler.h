@@ -28,6 +28,7 @@ private:
     Attempt authenticate(HttpExchange& exchange) const;
     std::string policyUrl(const Attempt& attempt) const;
     void answer(HttpExchange& exchange, const Attempt& attempt, const std::string& loginUrl) const;
+    bool sendToPolicyPage(HttpExchange& exchange, const Attempt& attempt) const;
 
     const EmulatorContext& _context;
 };
