@@ -39,10 +39,12 @@ public:
     QMap<QString, QString> additionalTags() const;
     void setAdditionalTags(const QMap<QString, QString> &tags);
 
+    // The journal's read-back is for the library's own tests, which link its objects;
+    // the shared library does not export it.
     //! What was reported lately, oldest first: {"kind": "error"|"info", ...}.
-    QList<QJsonObject> recentEntries() const;
-    void clearRecentEntries();
-    QString journalPath() const;
+    NIMBLACORE_NO_EXPORT QList<QJsonObject> recentEntries() const;
+    NIMBLACORE_NO_EXPORT void clearRecentEntries();
+    NIMBLACORE_NO_EXPORT QString journalPath() const;
 
     ~ErrorLogger();
     ErrorLogger(const ErrorLogger &) = delete;

@@ -27,9 +27,11 @@ public:
 
     void trackNimblaEvent(const QString &name, const QVariant &value);
 
+    // The journal's read-back is for the library's own tests, which link its objects;
+    // the shared library does not export it.
     //! What was tracked lately, oldest first: {"event": name, "value": value}.
-    QList<QJsonObject> recentEntries() const;
-    void clearRecentEntries();
+    NIMBLACORE_NO_EXPORT QList<QJsonObject> recentEntries() const;
+    NIMBLACORE_NO_EXPORT void clearRecentEntries();
 
     ~EventsTracker();
     EventsTracker(const EventsTracker &) = delete;

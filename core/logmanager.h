@@ -27,8 +27,10 @@ public:
     QString username() const;
     void setUsername(const QString &username);
 
-    QList<QJsonObject> recentEntries() const;
-    void clearRecentEntries();
+    // The journal's read-back is for the library's own tests, which link its objects;
+    // the shared library does not export it.
+    NIMBLACORE_NO_EXPORT QList<QJsonObject> recentEntries() const;
+    NIMBLACORE_NO_EXPORT void clearRecentEntries();
 
     ~LogManager();
     LogManager(const LogManager &) = delete;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "nimblaauth_export.h"
+#include <NimblaSDK/Auth/nimblaauth_export.h>
 
 #include <QObject>
 

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "nimblaauth_export.h"
-
 #include <QByteArray>
 #include <QObject>
 
@@ -16,7 +14,7 @@ namespace NimblaSDK {
  * any reply without a network error as valid, the asynchronous one only
  * "204 No Content".
  */
-class NIMBLAAUTH_EXPORT JWTchecker : public QObject
+class JWTchecker : public QObject
 {
     Q_OBJECT
 

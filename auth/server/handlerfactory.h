@@ -5,7 +5,7 @@
 namespace NimblaSDK {
 
 //! Serves the redirect that carries a finished JSON Web Token: GET /?token=<jwt>.
-class NIMBLAAUTH_EXPORT HandlerFactory : public IHandlerFactory
+class HandlerFactory : public IHandlerFactory
 {
     Q_OBJECT
 

@@ -5,7 +5,7 @@
 namespace NimblaSDK {
 
 //! Serves the OAuth2 redirect that carries a code and the state: GET /?code=<code>&state=<state>.
-class NIMBLAAUTH_EXPORT HandlerOAuthFactory : public IHandlerFactory
+class HandlerOAuthFactory : public IHandlerFactory
 {
     Q_OBJECT
 

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "nimblaauth_export.h"
-
 #include <Poco/Net/HTTPRequestHandlerFactory.h>
 
 #include <QObject>
@@ -20,7 +18,7 @@ namespace NimblaSDK {
  * Not installed: it exposes POCO, a private dependency. Exported only so that
  * the tests can drive the server directly.
  */
-class NIMBLAAUTH_EXPORT IHandlerFactory : public QObject, public Poco::Net::HTTPRequestHandlerFactory
+class IHandlerFactory : public QObject, public Poco::Net::HTTPRequestHandlerFactory
 {
     Q_OBJECT
 

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "nimblaauth_export.h"
-
 #include <QObject>
 #include <QString>
 
@@ -20,7 +18,7 @@ namespace NimblaSDK {
  * connect(server, &IHttpServer::callbackSuccess, this, &Session::onCallback, Qt::QueuedConnection);
  * \endcode
  */
-class NIMBLAAUTH_EXPORT IHttpServer : public QObject
+class IHttpServer : public QObject
 {
     Q_OBJECT
 

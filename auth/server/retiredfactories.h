@@ -1,7 +1,5 @@
 #pragma once
 
-#include "nimblaauth_export.h"
-
 #include <Poco/Net/HTTPRequestHandlerFactory.h>
 
 namespace NimblaSDK {
@@ -16,7 +14,7 @@ namespace NimblaSDK {
  * queued results. A factory that something else still holds is kept here and
  * released by a main-thread timer once it is the only reference left.
  */
-class NIMBLAAUTH_EXPORT RetiredFactories
+class RetiredFactories
 {
 public:
     static void release(Poco::Net::HTTPRequestHandlerFactory::Ptr factory);

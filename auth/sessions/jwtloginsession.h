@@ -1,8 +1,8 @@
 #pragma once
 
-#include "nimblaauth_export.h"
+#include <NimblaSDK/Auth/nimblaauth_export.h>
 
-#include "abstractsession.h"
+#include <NimblaSDK/Auth/abstractsession.h>
 
 namespace NimblaSDK {
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "nimblaauth_export.h"
+#include <NimblaSDK/Auth/nimblaauth_export.h>
 
-#include "abstactoauthsession.h"
+#include <NimblaSDK/Auth/abstactoauthsession.h>
 
 #include <QJsonObject>
 #include <QString>

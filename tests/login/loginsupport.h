@@ -1,7 +1,6 @@
 #pragma once
 
-#include "errorlogger.h"
-#include "eventstracker.h"
+#include "libraryreports.h"
 #include "nnetworkaccessmanager.h"
 
 #include <QJsonDocument>
@@ -14,34 +13,9 @@
 // What the login tests read back: reports, events and the shared network manager's traffic.
 namespace LoginSupport {
 
-inline void clearJournals()
-{
-    NimblaSDK::ErrorLogger::instance(NimblaSDK::ErrorLoggerSettings()).clearRecentEntries();
-    NimblaSDK::EventsTracker::instance().clearRecentEntries();
-}
-
-//! Error reports as "title | details | area".
-inline QStringList errorReports()
-{
-    QStringList reports;
-    for (const QJsonObject &entry : NimblaSDK::ErrorLogger::instance(NimblaSDK::ErrorLoggerSettings()).recentEntries()) {
-        if (entry.value("kind").toString() == QLatin1String("error"))
-            reports << QStringList{entry.value("message").toString(), entry.value("details").toString(),
-                                   entry.value("area").toString()}.join(" | ");
-    }
-    return reports;
-}
-
-//! Event names; an event sent with a value shows up as "name=value".
-inline QStringList trackedEvents()
-{
-    QStringList names;
-    for (const QJsonObject &entry : NimblaSDK::EventsTracker::instance().recentEntries()) {
-        const QJsonValue value = entry.value("value");
-        names << entry.value("event").toString() + (value.isNull() ? QString() : '=' + value.toVariant().toString());
-    }
-    return names;
-}
+using LibraryReports::clearJournals;
+using LibraryReports::errorReports;
+using LibraryReports::trackedEvents;
 
 inline QString path(const QString &url)
 {

@@ -1,11 +1,10 @@
 #pragma once
 
-#include "errorlogger.h"
+#include "libraryreports.h"
 #include "simulatedbrowser.h"
 
 #include <QCoreApplication>
 #include <QHostAddress>
-#include <QJsonObject>
 #include <QRegularExpression>
 #include <QSignalSpy>
 #include <QStringList>
@@ -33,17 +32,7 @@ inline QRegularExpression refusedByDesktop()
                                              "This plugin does not support QPlatformServices::openUrl\\(\\) for '.+')\\.$"));
 }
 
-//! Error reports as "title | details | area".
-inline QStringList errorReports()
-{
-    QStringList reports;
-    for (const QJsonObject &entry : NimblaSDK::ErrorLogger::instance(NimblaSDK::ErrorLoggerSettings()).recentEntries()) {
-        if (entry.value(QStringLiteral("kind")).toString() == QLatin1String("error"))
-            reports << QStringList{entry.value("message").toString(), entry.value("details").toString(),
-                                   entry.value("area").toString()}.join(QStringLiteral(" | "));
-    }
-    return reports;
-}
+using LibraryReports::errorReports;
 
 //! \a count copies of \a text: what a repeated callback leaves behind.
 inline QStringList repeated(const QString &text, int count)

@@ -1,7 +1,8 @@
 // Uses the installed headers only, as a launcher would.
-#include <jwt/jwtcodec.h>
+#include <NimblaSDK/Auth/jwt/jwtcodec.h>
+#include <NimblaSDK/Auth/sessions/jwtloginsession.h>
+#include <NimblaSDK/Core/napplication.h>
 #include <napplication.h>
-#include <sessions/jwtloginsession.h>
 
 #include <QCoreApplication>
 #include <QJsonObject>
@@ -15,6 +16,6 @@ int main(int argc, char *argv[])
     NimblaSDK::JwtCodec codec;
     const bool decoded = codec.decode(QStringLiteral(R"({"alg":"HS256"}.{"username":"alice"}.x)"));
     const QString name = codec.payloadDocument().object().value(QStringLiteral("username")).toString();
-    std::printf("consumer: decoded %s\n", qPrintable(name));
+    std::printf("consumer: %s decoded %s\n", Launcher::applicationName(), qPrintable(name));
     return decoded && NimblaSDK::NApplication::instance().configManager() ? 0 : 1;
 }
