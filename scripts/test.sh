@@ -13,6 +13,9 @@ nimbla_build "$build" -DCMAKE_BUILD_TYPE=Debug -DNIMBLA_SANITIZE=ON
 export ASAN_OPTIONS="abort_on_error=0:halt_on_error=1:detect_leaks=1:exitcode=23"
 export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
 export LSAN_OPTIONS="suppressions=$NIMBLA_ROOT/tests/lsan.supp:print_suppressions=0"
+# This run provides everything the tests need (keyring, Chromium, Wine): a test that
+# would skip for want of it fails instead.
+export NIMBLA_REQUIRE_TEST_ENVIRONMENT=1
 
 # The keyring, the settings and the Wine prefix live in a throw-away home.
 home=$(mktemp -d)

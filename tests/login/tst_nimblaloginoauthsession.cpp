@@ -4,6 +4,7 @@
 #include "loginsupport.h"
 #include "napplication.h"
 #include "storage/credentials.h"
+#include "testenvironment.h"
 
 #include <QtTest>
 
@@ -67,7 +68,11 @@ class TestNimblaLoginOAuthSession : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QVERIFY(m_emulator.start()); }
+    void initTestCase()
+    {
+        NIMBLA_REQUIRE_ENVIRONMENT(TestEnvironment::hasSessionBus(), TestEnvironment::noSessionBus());
+        QVERIFY(m_emulator.start());
+    }
     void init();
     void cleanupTestCase() { deleteCredential(Account); }
 

@@ -5,6 +5,7 @@
 #include "loginsupport.h"
 #include "napplication.h"
 #include "storage/credentials.h"
+#include "testenvironment.h"
 
 #include <QDesktopServices>
 #include <QtTest>
@@ -70,6 +71,7 @@ private:
 
 void TestNimblaLoginSession::initTestCase()
 {
+    NIMBLA_REQUIRE_ENVIRONMENT(TestEnvironment::hasSessionBus(), TestEnvironment::noSessionBus());
     QVERIFY(m_emulator.start());
     QDesktopServices::setUrlHandler(QStringLiteral("http"), this, "openUrl");
 }

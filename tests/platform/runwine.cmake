@@ -1,7 +1,13 @@
 # Runs the cross-compiled vault test in a fresh Wine prefix; judged by its exit code and
 # its summary line, since background Wine processes may print noise on stderr.
 if(DEFINED REASON)
-    message(FATAL_ERROR "${REASON}")
+    set(required "$ENV{NIMBLA_REQUIRE_TEST_ENVIRONMENT}")
+    if(required)
+        message(FATAL_ERROR "${REASON} (NIMBLA_REQUIRE_TEST_ENVIRONMENT is set)")
+    endif()
+    # CTest reads this line as a skip.
+    message("Skipped: ${REASON}")
+    return()
 endif()
 
 file(REMOVE_RECURSE "${PREFIX}")

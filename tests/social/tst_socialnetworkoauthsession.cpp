@@ -5,6 +5,7 @@
 #include "headlesschromium.h"
 #include "napplication.h"
 #include "signinchecks.h"
+#include "testenvironment.h"
 
 #include <QtTest>
 
@@ -168,7 +169,8 @@ void TestSocialNetworkOAuthSession::signsInThenRefreshes()
     if (chromium) {
         // Starting a real browser may take longer than the shortened time-out.
         QVERIFY(m_emulator.loadConfig());
-        QVERIFY2(!HeadlessChromium::executable().isEmpty(), "chromium is part of the test set-up (scripts/lib.sh)");
+        NIMBLA_REQUIRE_ENVIRONMENT(!HeadlessChromium::executable().isEmpty(),
+                                   "chromium is not installed (scripts/lib.sh installs it)");
         realBrowser.install();
     }
     OAuthAttempt attempt(chromium ? Browser::Absent : Browser::Walking, QStringLiteral("testbook"));

@@ -6,6 +6,7 @@
 #include "headlesschromium.h"
 #include "napplication.h"
 #include "signinchecks.h"
+#include "testenvironment.h"
 
 #include <QtTest>
 
@@ -118,7 +119,8 @@ void TestSocialNetworkSession::signsIn()
     if (chromium) {
         // Starting a real browser may take longer than the shortened time-out.
         QVERIFY(m_emulator.loadConfig());
-        QVERIFY2(!HeadlessChromium::executable().isEmpty(), "chromium is part of the test set-up (scripts/lib.sh)");
+        NIMBLA_REQUIRE_ENVIRONMENT(!HeadlessChromium::executable().isEmpty(),
+                                   "chromium is not installed (scripts/lib.sh installs it)");
         realBrowser.install();
     }
     PlainAttempt attempt(chromium ? Browser::Absent : Browser::Walking);

@@ -4,6 +4,8 @@
 #include "storage/credentials.h"
 #include "storage/nativesecurejsonobjectstorage.h"
 
+#include "testenvironment.h"
+
 #include <QCoreApplication>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -98,10 +100,9 @@ QString TestSecureStorage::freshKey(const QString &purpose)
 
 void TestSecureStorage::initTestCase()
 {
-    QVERIFY2(!qEnvironmentVariableIsEmpty("DBUS_SESSION_BUS_ADDRESS"),
-             "Needs the private D-Bus session with an unlocked keyring; run it through scripts/test.sh");
-    QVERIFY2(!QStandardPaths::findExecutable(QStringLiteral("secret-tool")).isEmpty(),
-             "secret-tool (libsecret-tools) is needed as an independent client of the keyring");
+    NIMBLA_REQUIRE_ENVIRONMENT(TestEnvironment::hasSessionBus(), TestEnvironment::noSessionBus());
+    NIMBLA_REQUIRE_ENVIRONMENT(!QStandardPaths::findExecutable(QStringLiteral("secret-tool")).isEmpty(),
+                               "secret-tool (libsecret-tools) is needed as an independent client of the keyring");
     const QString key = freshKey(QStringLiteral("probe"));
     QVERIFY2(NimblaSDK::writeCredential({key, QString(), QStringLiteral("{}")}),
              "The keyring of the test session refuses to store");
