@@ -44,6 +44,10 @@ bool ConfigManager::load(const QString &filePath)
     }
 
     replace(filePath, document.object());
+    if (!strictTls())
+        qCWarning(lcConfig).noquote() << "network.strictTls is off in" << filePath
+                                      << ": TLS errors of GET requests are ignored, and a request that reuses their"
+                                         " connection to the same host is not verified either";
     return true;
 }
 
@@ -110,7 +114,8 @@ int ConfigManager::requestTimeout() const
 bool ConfigManager::strictTls() const
 {
     const QJsonObject network = value(QStringLiteral("network")).toObject();
-    return network.value(QStringLiteral("strictTls")).toBool();
+    // Anything but an explicit false keeps TLS verified.
+    return network.value(QStringLiteral("strictTls")).toBool(true);
 }
 
 int ConfigManager::authorizationTimeout() const

@@ -43,7 +43,6 @@ HttpApiRequest *HttpApiRequester::exec(HttpApi::Method method, const QUrl &url, 
     switch (method) {
     case HttpApi::Get:
         reply = manager->get(request);
-        NNetworkAccessManager::ignoreSslErrors(reply);
         break;
     case HttpApi::Post:
         reply = manager->post(request, body);

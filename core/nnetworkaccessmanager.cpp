@@ -8,10 +8,47 @@
 #include <QPointer>
 #include <QThread>
 #include <QThreadStorage>
+#include <QTimer>
 
 namespace NimblaSDK {
 
 namespace {
+
+// Qt's transfer time-out restarts with every byte that arrives, so a service
+// that trickles its answer could hold a request for as long as it likes; the
+// configured time-out is a promise about the whole request instead. Aborting
+// gives the reply the same OperationCanceledError that the transfer time-out
+// gives, so the sessions see an unanswered request either way.
+void armDeadline(QNetworkReply *reply, int milliseconds)
+{
+    auto *deadline = new QTimer(reply);
+    deadline->setSingleShot(true);
+    deadline->setTimerType(Qt::PreciseTimer);
+    QObject::connect(deadline, &QTimer::timeout, reply, &QNetworkReply::abort);
+    QObject::connect(reply, &QNetworkReply::finished, deadline, &QTimer::stop);
+    deadline->start(milliseconds);
+}
+
+class GuardedNetworkAccessManager : public QNetworkAccessManager
+{
+public:
+    using QNetworkAccessManager::QNetworkAccessManager;
+
+protected:
+    QNetworkReply *createRequest(Operation operation, const QNetworkRequest &request,
+                                 QIODevice *outgoingData) override
+    {
+        QNetworkReply *reply = QNetworkAccessManager::createRequest(operation, request, outgoingData);
+        const ConfigManager *config = NApplication::instance().configManager();
+        // The tolerance is narrower than it looks: Qt keeps the connection of
+        // a tolerated GET open, and a POST to the same host that follows is
+        // sent over it unverified. Hence strict is the default.
+        if (operation == GetOperation && !config->strictTls())
+            reply->ignoreSslErrors();
+        armDeadline(reply, config->requestTimeout());
+        return reply;
+    }
+};
 
 QNetworkAccessManager *mainThreadManager()
 {
@@ -19,7 +56,7 @@ QNetworkAccessManager *mainThreadManager()
     // machinery does; a new one is made if an application is created anew.
     static QPointer<QNetworkAccessManager> manager;
     if (!manager)
-        manager = new QNetworkAccessManager(QCoreApplication::instance());
+        manager = new GuardedNetworkAccessManager(QCoreApplication::instance());
     return manager;
 }
 
@@ -29,7 +66,7 @@ QNetworkAccessManager *threadManager()
     // static object, and each still deletes its own manager when it exits.
     static auto *managers = new QThreadStorage<QNetworkAccessManager *>;
     if (!managers->hasLocalData())
-        managers->setLocalData(new QNetworkAccessManager);
+        managers->setLocalData(new GuardedNetworkAccessManager);
     return managers->localData();
 }
 
@@ -43,15 +80,11 @@ bool onMainThread()
 
 QNetworkAccessManager *NNetworkAccessManager::getManager()
 {
-    QNetworkAccessManager *manager = onMainThread() ? mainThreadManager() : threadManager();
-    manager->setTransferTimeout(NApplication::instance().configManager()->requestTimeout());
-    return manager;
+    return onMainThread() ? mainThreadManager() : threadManager();
 }
 
-void NNetworkAccessManager::ignoreSslErrors(QNetworkReply *reply)
+void NNetworkAccessManager::ignoreSslErrors(QNetworkReply *)
 {
-    if (!NApplication::instance().configManager()->strictTls())
-        reply->ignoreSslErrors();
 }
 
 } // namespace NimblaSDK

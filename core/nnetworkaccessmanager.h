@@ -8,20 +8,35 @@ class QNetworkReply;
 namespace NimblaSDK {
 
 /*!
- * Network access managers of the application.
+ * Network access managers of the application: the one place where the
+ * library's requests are made.
  *
  * The main thread shares one manager; every other thread gets a manager of
  * its own, since a QNetworkAccessManager may only be used on its thread (the
- * local callback server validates tokens from its worker threads). Every
- * manager aborts a request that transfers nothing for the configured request
- * time-out, so a service that never answers ends in a network error.
+ * local callback server validates tokens from its worker threads).
+ *
+ * Every request made on these managers, whoever makes it, gets two rules from
+ * the configuration:
+ * - a deadline of network.requestTimeoutMs for the whole request, from
+ *   sending to the last byte of the answer. When it passes, the reply is
+ *   aborted and finishes with QNetworkReply::OperationCanceledError, as for a
+ *   service that does not answer at all;
+ * - the TLS policy: with network.strictTls on (the default) every TLS error
+ *   fails the request; off, GET requests ignore TLS errors and other requests
+ *   do not.
+ *
+ * \code
+ * QNetworkReply *reply = NNetworkAccessManager::getManager()->get(QNetworkRequest(url));
+ * connect(reply, &QNetworkReply::finished, this, [reply] { ... reply->deleteLater(); });
+ * \endcode
  */
 class NIMBLACORE_EXPORT NNetworkAccessManager
 {
 public:
     static QNetworkAccessManager *getManager();
 
-    //! Makes a reply ignore TLS errors, unless the configuration asks for strict TLS.
+    //! Does nothing: the managers apply the TLS policy to every reply themselves.
+    //! Kept only until its last callers are gone.
     static void ignoreSslErrors(QNetworkReply *reply);
 };
 

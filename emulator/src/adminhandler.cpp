@@ -103,6 +103,7 @@ void AdminHandler::handleAddFault(HttpExchange& exchange) const
     const long long delay = JsonBody::integer(body, "delayMs").value_or(0);
     const long long status = JsonBody::integer(body, "status").value_or(0);
     const long long times = JsonBody::integer(body, "times").value_or(-1);
+    const long long trickle = JsonBody::integer(body, "trickleMs").value_or(0);
     if (delay < 0 || delay > 600000)
     {
         exchange.sendError(400, "\"delayMs\" must be between 0 and 600000");
@@ -118,15 +119,29 @@ void AdminHandler::handleAddFault(HttpExchange& exchange) const
         exchange.sendError(400, "\"times\" must be positive (or omitted for until cleared)");
         return;
     }
+    if (trickle < 0 || trickle > 60000)
+    {
+        exchange.sendError(400, "\"trickleMs\" must be between 0 and 60000");
+        return;
+    }
     fault.delayMs = static_cast<int>(delay);
     fault.status = static_cast<int>(status);
     fault.times = static_cast<int>(times);
     fault.body = JsonBody::string(body, "body").value_or(std::string());
     fault.contentType = JsonBody::string(body, "contentType").value_or(fault.contentType);
     fault.drop = JsonBody::boolean(body, "drop").value_or(false);
-    if (!fault.drop && fault.status == 0 && fault.delayMs == 0)
+    fault.trickleMs = static_cast<int>(trickle);
+    fault.cutBody = JsonBody::boolean(body, "cutBody").value_or(false);
+    const int bodyFaults = (fault.drop ? 1 : 0) + (fault.trickleMs > 0 ? 1 : 0) + (fault.cutBody ? 1 : 0);
+    if (bodyFaults > 1)
     {
-        exchange.sendError(400, "A fault needs at least one of \"delayMs\", \"status\" or \"drop\"");
+        exchange.sendError(400, "At most one of \"drop\", \"trickleMs\" and \"cutBody\" applies to an answer");
+        return;
+    }
+    if (bodyFaults == 0 && fault.status == 0 && fault.delayMs == 0)
+    {
+        exchange.sendError(400, "A fault needs at least one of \"delayMs\", \"status\", \"drop\", \"trickleMs\" "
+                                "or \"cutBody\"");
         return;
     }
     _context.faults().add(fault);

@@ -34,6 +34,31 @@ std::string readBody(std::istream& in, std::size_t limit, bool& tooLarge)
 
 } // namespace
 
+HttpExchange::BodyWriter EmulatorRequestHandler::trickle(int intervalMs) const
+{
+    FaultInjector& faults = _context.faults();
+    return [&faults, intervalMs](std::ostream& out, const std::string& body) {
+        // The headers wait in the stream's buffer until pushed out.
+        out.flush();
+        for (const char byte : body)
+        {
+            if (!out || !faults.delay(intervalMs))
+                return;
+            out.put(byte);
+            out.flush();
+        }
+    };
+}
+
+HttpExchange::BodyWriter EmulatorRequestHandler::cutAfterAThird(HttpExchange& exchange)
+{
+    return [&exchange](std::ostream& out, const std::string& body) {
+        out.write(body.data(), static_cast<std::streamsize>(body.size() / 3));
+        out.flush();
+        exchange.cutConnection();
+    };
+}
+
 EmulatorRequestHandler::EmulatorRequestHandler(const Router& router, const EmulatorContext& context)
     : _router(router)
     , _context(context)
@@ -106,6 +131,10 @@ bool EmulatorRequestHandler::applyFault(HttpExchange& exchange) const
         exchange.drop();
         return true;
     }
+    if (fault->trickleMs > 0)
+        exchange.setBodyWriter(trickle(fault->trickleMs));
+    else if (fault->cutBody)
+        exchange.setBodyWriter(cutAfterAThird(exchange));
     if (fault->status != 0)
     {
         exchange.sendRaw(fault->status, fault->contentType, fault->body);

@@ -23,6 +23,8 @@ private:
     void record(const HttpExchange& exchange) const;
     // True when the fault answered (or dropped) the request itself.
     bool applyFault(HttpExchange& exchange) const;
+    HttpExchange::BodyWriter trickle(int intervalMs) const;
+    static HttpExchange::BodyWriter cutAfterAThird(HttpExchange& exchange);
 
     const Router& _router;
     const EmulatorContext& _context;

@@ -33,10 +33,10 @@ std::optional<FaultInjector::Fault> FaultInjector::take(const std::string& path)
     return std::nullopt;
 }
 
-void FaultInjector::delay(int milliseconds)
+bool FaultInjector::delay(int milliseconds)
 {
     std::unique_lock<std::mutex> lock(_mutex);
-    _shuttingDown.wait_for(lock, std::chrono::milliseconds(milliseconds), [this] { return _shutdown; });
+    return !_shuttingDown.wait_for(lock, std::chrono::milliseconds(milliseconds), [this] { return _shutdown; });
 }
 
 void FaultInjector::shutdown()
@@ -61,6 +61,8 @@ Poco::JSON::Array::Ptr FaultInjector::toJson() const
         item->set("body", fault.body);
         item->set("contentType", fault.contentType);
         item->set("drop", fault.drop);
+        item->set("trickleMs", fault.trickleMs);
+        item->set("cutBody", fault.cutBody);
         item->set("times", fault.times);
         list->add(item);
     }

@@ -11,7 +11,7 @@
 namespace NimblaEmulator {
 
 // Misbehaviour that tests arrange for a path: a delay, a canned answer in place
-// of the real one, or a dropped connection.
+// of the real one, a dropped connection, or a body that is paced or cut short.
 class FaultInjector
 {
 public:
@@ -23,6 +23,8 @@ public:
         std::string body;
         std::string contentType = "application/json";
         bool drop = false;
+        int trickleMs = 0; // > 0: the body goes out one byte per interval, after the headers
+        bool cutBody = false; // the connection closes after a third of the body
         int times = -1; // -1: until cleared
     };
 
@@ -32,9 +34,9 @@ public:
     std::optional<Fault> take(const std::string& path);
     Poco::JSON::Array::Ptr toJson() const;
 
-    // Waits out an injected delay; returns early once shutdown began, so a
-    // long delay never holds up the exit.
-    void delay(int milliseconds);
+    // Waits out an injected delay; returns false early once shutdown began,
+    // so a long delay or a slow trickle never holds up the exit.
+    bool delay(int milliseconds);
     void shutdown();
 
 private:

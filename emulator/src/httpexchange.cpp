@@ -153,7 +153,11 @@ void HttpExchange::sendRaw(int status, const std::string& contentType, const std
     if (!contentType.empty())
         _response.setContentType(contentType);
     _response.setContentLength(static_cast<std::streamsize>(body.size()));
-    _response.send() << body;
+    std::ostream& out = _response.send();
+    if (_bodyWriter)
+        _bodyWriter(out, body);
+    else
+        out << body;
 }
 
 void HttpExchange::sendEmpty(int status)
@@ -195,6 +199,29 @@ void HttpExchange::drop()
 void HttpExchange::closeConnectionAfterAnswer()
 {
     _response.setKeepAlive(false);
+}
+
+void HttpExchange::cutConnection()
+{
+    _response.setKeepAlive(false);
+    auto* impl = dynamic_cast<Poco::Net::HTTPServerRequestImpl*>(&_request);
+    if (!impl)
+        return;
+    try
+    {
+        // No zero linger here, unlike drop(): a reset could discard the part
+        // of the body that the client has not read yet.
+        impl->socket().shutdown();
+    }
+    catch (const Poco::Exception&)
+    {
+        // The client left first; the cut is made all the same.
+    }
+}
+
+void HttpExchange::setBodyWriter(BodyWriter writer)
+{
+    _bodyWriter = std::move(writer);
 }
 
 bool HttpExchange::answered() const

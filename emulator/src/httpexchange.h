@@ -4,8 +4,10 @@
 #include <Poco/Net/HTTPServerRequest.h>
 #include <Poco/Net/HTTPServerResponse.h>
 
+#include <functional>
 #include <map>
 #include <optional>
+#include <ostream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -17,6 +19,8 @@ class HttpExchange
 {
 public:
     using QueryItems = std::vector<std::pair<std::string, std::string>>;
+    // Writes a body whose full Content-Length has already been announced.
+    using BodyWriter = std::function<void(std::ostream& out, const std::string& body)>;
 
     HttpExchange(Poco::Net::HTTPServerRequest& request, Poco::Net::HTTPServerResponse& response, std::string body);
 
@@ -44,6 +48,11 @@ public:
     // Closes the connection without a response.
     void drop();
     void closeConnectionAfterAnswer();
+    // Ends the connection after what has been sent so far, as a service that
+    // goes away mid-answer does: the client sees a short body, then the close.
+    void cutConnection();
+    // Every body sent from now on goes through \a writer instead of at once.
+    void setBodyWriter(BodyWriter writer);
 
     bool answered() const;
 
@@ -55,6 +64,7 @@ private:
     std::string _rawQuery;
     QueryItems _queryItems;
     std::map<std::string, std::string> _pathParams;
+    BodyWriter _bodyWriter;
     bool _answered = false;
 };
 

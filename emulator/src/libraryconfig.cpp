@@ -42,7 +42,7 @@ Object::Ptr LibraryConfig::build(const Seed::Project& project, const UrlLayout& 
 
     Object::Ptr network = new Object(Poco::JSON_PRESERVE_KEY_ORDER);
     network->set("requestTimeoutMs", 30000);
-    network->set("strictTls", false);
+    network->set("strictTls", true);
 
     Object::Ptr config = new Object(Poco::JSON_PRESERVE_KEY_ORDER);
     config->set("appAccountName", "NimblaLauncherDemo");

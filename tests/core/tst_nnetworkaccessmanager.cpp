@@ -1,0 +1,268 @@
+#include "emulatorfixture.h"
+#include "httpapirequest.h"
+#include "httpapirequester.h"
+#include "httpsresponder.h"
+#include "napplication.h"
+#include "nnetworkaccessmanager.h"
+
+#include <QElapsedTimer>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QThread>
+#include <QtTest>
+
+using namespace NimblaSDK;
+
+namespace {
+
+constexpr int Deadline = 800;
+// Room for a loaded machine and the sanitizers between the deadline and the check.
+constexpr int Margin = 700;
+
+enum class Caller { MainThread, WorkerThread, Requester };
+
+struct Outcome
+{
+    bool ok = false;
+    QString errorString;
+    QByteArray body;
+    qint64 elapsed = 0;
+    int networkError = -1; //!< known for plain replies only
+};
+
+Outcome finishedReply(QNetworkReply *reply, const QElapsedTimer &clock)
+{
+    QEventLoop loop;
+    QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
+    if (!reply->isFinished())
+        loop.exec();
+    Outcome outcome{reply->error() == QNetworkReply::NoError, reply->errorString(),
+                    reply->isOpen() ? reply->readAll() : QByteArray(), clock.elapsed(), reply->error()};
+    delete reply;
+    return outcome;
+}
+
+Outcome fetch(Caller caller, const QUrl &url)
+{
+    QElapsedTimer clock;
+    clock.start();
+    switch (caller) {
+    case Caller::MainThread:
+        return finishedReply(NNetworkAccessManager::getManager()->get(QNetworkRequest(url)), clock);
+    case Caller::WorkerThread: {
+        Outcome outcome;
+        QScopedPointer<QThread> worker(QThread::create([&] {
+            outcome = finishedReply(NNetworkAccessManager::getManager()->get(QNetworkRequest(url)), clock);
+        }));
+        worker->start();
+        worker->wait();
+        return outcome;
+    }
+    case Caller::Requester: {
+        HttpApiRequester requester(nullptr);
+        QScopedPointer<HttpApiRequest> request(requester.get(url));
+        QSignalSpy finished(request.data(), &HttpApiRequest::finished);
+        finished.wait(30000);
+        return {request->noErrors(), request->errorString(), finished.value(0).value(0).toByteArray(),
+                clock.elapsed()};
+    }
+    }
+    return {};
+}
+
+QJsonObject slowAnswer(int milliseconds, int bytes)
+{
+    return {{"trickleMs", milliseconds}, {"status", 200}, {"body", QString(bytes, QLatin1Char('x'))}};
+}
+
+} // namespace
+
+Q_DECLARE_METATYPE(Caller)
+
+class TestNNetworkAccessManager : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+
+    void deadline_data();
+    void deadline();
+    void answerWithinDeadlineArrivesWhole();
+    void managerPerThread();
+
+    void tls_data();
+    void tls();
+
+private:
+    QUrl faultyUrl() const;
+
+    EmulatorFixture m_emulator;
+    HttpsResponder m_responder;
+    bool m_responderStarted = false;
+};
+
+QUrl TestNNetworkAccessManager::faultyUrl() const
+{
+    return QUrl(NApplication::instance().urlsManager()->widgetSettingsUrl());
+}
+
+void TestNNetworkAccessManager::initTestCase()
+{
+    QVERIFY(m_emulator.start());
+    if (!HttpsResponder::openssl().isEmpty())
+        m_responderStarted = m_responder.start(m_emulator.tempPath());
+}
+
+void TestNNetworkAccessManager::init()
+{
+    m_emulator.clearFaults();
+    QVERIFY(m_emulator.loadConfig({{"network", QJsonObject{{"requestTimeoutMs", Deadline}}}}));
+    // Every case starts without a connection that an earlier one left open.
+    NNetworkAccessManager::getManager()->clearConnectionCache();
+}
+
+void TestNNetworkAccessManager::deadline_data()
+{
+    QTest::addColumn<QJsonObject>("fault");
+    QTest::addColumn<Caller>("caller");
+
+    const QList<QPair<const char *, QJsonObject>> faults{
+        {"silent", {{"delayMs", 10000}, {"status", 200}, {"body", "{}"}}},
+        // Never quiet for a whole deadline, and done only long after it.
+        {"trickling", slowAnswer(100, 60)},
+    };
+    const QList<QPair<const char *, Caller>> callers{
+        {"main-thread", Caller::MainThread},
+        {"worker-thread", Caller::WorkerThread},
+        {"requester", Caller::Requester},
+    };
+    for (const auto &fault : faults) {
+        for (const auto &caller : callers)
+            QTest::addRow("%s-%s", fault.first, caller.first) << fault.second << caller.second;
+    }
+}
+
+void TestNNetworkAccessManager::deadline()
+{
+    QFETCH(QJsonObject, fault);
+    QFETCH(Caller, caller);
+    m_emulator.injectFault(faultyUrl(), fault);
+
+    const Outcome outcome = fetch(caller, faultyUrl());
+
+    QVERIFY2(outcome.elapsed >= Deadline && outcome.elapsed <= Deadline + Margin,
+             qPrintable(QString::number(outcome.elapsed)));
+    QVERIFY(!outcome.ok);
+    QCOMPARE(outcome.errorString, QStringLiteral("Operation canceled"));
+    if (caller != Caller::Requester)
+        QCOMPARE(outcome.networkError, int(QNetworkReply::OperationCanceledError));
+}
+
+void TestNNetworkAccessManager::answerWithinDeadlineArrivesWhole()
+{
+    m_emulator.injectFault(faultyUrl(), slowAnswer(40, 10));
+
+    const Outcome outcome = fetch(Caller::MainThread, faultyUrl());
+
+    QVERIFY2(outcome.ok, qPrintable(outcome.errorString));
+    QCOMPARE(outcome.body, QByteArray(10, 'x'));
+}
+
+void TestNNetworkAccessManager::managerPerThread()
+{
+    QNetworkAccessManager *main = NNetworkAccessManager::getManager();
+    QCOMPARE(NNetworkAccessManager::getManager(), main);
+
+    QNetworkAccessManager *first = nullptr;
+    QNetworkAccessManager *again = nullptr;
+    QThread *worker = QThread::create([&] {
+        first = NNetworkAccessManager::getManager();
+        again = NNetworkAccessManager::getManager();
+        QCOMPARE(first->thread(), QThread::currentThread());
+    });
+    worker->start();
+    QVERIFY(worker->wait(5000));
+    delete worker;
+    QVERIFY(first);
+    QVERIFY(first != main);
+    QCOMPARE(again, first);
+}
+
+void TestNNetworkAccessManager::tls_data()
+{
+    QTest::addColumn<bool>("strict");
+    QTest::addColumn<QStringList>("requests");
+    QTest::addColumn<QStringList>("outcomes");
+    QTest::addColumn<int>("connections");
+
+    QTest::newRow("strict-get") << true << QStringList{"GET"} << QStringList{"refused"} << 0;
+    QTest::newRow("strict-requester-get") << true << QStringList{"requester GET"} << QStringList{"refused"} << 0;
+    QTest::newRow("strict-post") << true << QStringList{"POST"} << QStringList{"refused"} << 0;
+    QTest::newRow("strict-post-after-get") << true << QStringList{"GET", "POST"} << QStringList{"refused", "refused"}
+                                           << 0;
+    QTest::newRow("tolerant-get") << false << QStringList{"GET"} << QStringList{"answered"} << 1;
+    QTest::newRow("tolerant-requester-get") << false << QStringList{"requester GET"} << QStringList{"answered"} << 1;
+    QTest::newRow("tolerant-post") << false << QStringList{"POST"} << QStringList{"refused"} << 0;
+    QTest::newRow("tolerant-get-after-post") << false << QStringList{"POST", "GET"}
+                                             << QStringList{"refused", "answered"} << 1;
+    // What the tolerance really is: Qt keeps the GET's connection open, and
+    // the POST that follows goes over it without any check of its own.
+    QTest::newRow("tolerant-post-after-get") << false << QStringList{"GET", "POST"}
+                                             << QStringList{"answered", "answered"} << 1;
+}
+
+void TestNNetworkAccessManager::tls()
+{
+    QFETCH(bool, strict);
+    QFETCH(QStringList, requests);
+    QFETCH(QStringList, outcomes);
+    QFETCH(int, connections);
+    if (HttpsResponder::openssl().isEmpty())
+        QSKIP("openssl's command-line tool makes the responder's certificate, and it is not installed");
+    QVERIFY(m_responderStarted);
+
+    if (!strict)
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression("^network\\.strictTls is off in .+: TLS errors of GET "
+                                                              "requests are ignored"));
+    QVERIFY(m_emulator.loadConfig({{"network", QJsonObject{{"strictTls", strict}}}}));
+    const int connectionsBefore = m_responder.encryptedConnections();
+    const int answersBefore = m_responder.answeredRequests();
+    const QUrl url = m_responder.url(QStringLiteral("/api"));
+    const QString handshakeFailed = QStringLiteral("SSL handshake failed");
+
+    QStringList seen;
+    for (const QString &method : requests) {
+        if (method == QLatin1String("requester GET")) {
+            HttpApiRequester requester(nullptr);
+            QScopedPointer<HttpApiRequest> request(requester.get(url));
+            QSignalSpy finished(request.data(), &HttpApiRequest::finished);
+            QVERIFY(finished.wait());
+            if (request->noErrors())
+                QCOMPARE(finished.at(0).at(0).toByteArray(), QByteArray(HttpsResponder::Body));
+            seen << (request->noErrors()                                 ? QStringLiteral("answered")
+                     : request->errorString().startsWith(handshakeFailed) ? QStringLiteral("refused")
+                                                                          : request->errorString());
+            continue;
+        }
+        QNetworkRequest request(url);
+        request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
+        QNetworkAccessManager *manager = NNetworkAccessManager::getManager();
+        QScopedPointer<QNetworkReply> reply(method == QLatin1String("GET") ? manager->get(request)
+                                                                          : manager->post(request, "{}"));
+        QVERIFY(QSignalSpy(reply.data(), &QNetworkReply::finished).wait());
+        if (reply->error() == QNetworkReply::NoError)
+            QCOMPARE(reply->readAll(), QByteArray(HttpsResponder::Body));
+        seen << (reply->error() == QNetworkReply::NoError                   ? QStringLiteral("answered")
+                 : reply->error() == QNetworkReply::SslHandshakeFailedError ? QStringLiteral("refused")
+                                                                            : reply->errorString());
+    }
+
+    QCOMPARE(seen, outcomes);
+    QCOMPARE(m_responder.encryptedConnections() - connectionsBefore, connections);
+    QCOMPARE(m_responder.answeredRequests() - answersBefore, int(outcomes.count(QStringLiteral("answered"))));
+}
+
+QTEST_GUILESS_MAIN(TestNNetworkAccessManager)
+#include "tst_nnetworkaccessmanager.moc"
