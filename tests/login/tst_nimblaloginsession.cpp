@@ -39,6 +39,18 @@ const UrlsManager *urls()
     return NApplication::instance().urlsManager();
 }
 
+// The channels of a failure in the order they were told: log lines by category and level, then "error()".
+QStringList g_told;
+QtMessageHandler g_testHandler = nullptr;
+
+void recordChannel(QtMsgType type, const QMessageLogContext &context, const QString &message)
+{
+    static const char *const levels[] = {"debug", "warning", "critical", "fatal", "info"};
+    if (type != QtDebugMsg)
+        g_told << QStringLiteral("%1 %2").arg(levels[type], context.category);
+    g_testHandler(type, context, message);
+}
+
 } // namespace
 
 Q_DECLARE_METATYPE(Failure)
@@ -59,6 +71,8 @@ private Q_SLOTS:
     void failures();
     void cutAnswerIsANetworkFailure_data();
     void cutAnswerIsANetworkFailure();
+    void channelOrder_data();
+    void channelOrder();
     void loginUrlFollowsLoginType_data();
     void loginUrlFollowsLoginType();
     void singleTimeToken_data();
@@ -219,6 +233,50 @@ void TestNimblaLoginSession::cutAnswerIsANetworkFailure()
     QCOMPARE(session.accessKey(), QString());
     QCOMPARE(readCredential(Account).userName, QString());
     QVERIFY(m_opened.isEmpty());
+}
+
+void TestNimblaLoginSession::channelOrder_data()
+{
+    QTest::addColumn<QString>("login");
+    QTest::addColumn<QString>("password");
+    QTest::addColumn<QJsonObject>("fault");
+    QTest::addColumn<QStringList>("told");
+
+    const QString line = "critical logCatNimblaAuth", event = "info NimblaSDK.Core.EventsTracker";
+    const QString report = "warning NimblaSDK.Core.ErrorLogger";
+    QTest::newRow("no-saved-account") << "alice@example.com" << "" << QJsonObject() << QStringList{"error()", report};
+    QTest::newRow("network-failure") << "alice@example.com" << "alice-password" << QJsonObject{{"drop", true}}
+                                     << QStringList{line, event, report, "error()"};
+    QTest::newRow("wrong-password") << "bob-locked@example.com" << "bob-password" << QJsonObject()
+                                    << QStringList{line, line, event, report, "error()"};
+    QTest::newRow("captcha-demanded") << "carol-captcha@example.com" << "carol-password" << QJsonObject()
+                                      << QStringList{line, line, report, "captchaIsNeeded()"};
+}
+
+void TestNimblaLoginSession::channelOrder()
+{
+    QFETCH(QString, login);
+    QFETCH(QString, password);
+    QFETCH(QJsonObject, fault);
+    QFETCH(QStringList, told);
+    if (!fault.isEmpty())
+        m_emulator.injectFault(QUrl(urls()->proxyLoginUrl()), fault);
+
+    NimblaLoginSession session(nullptr);
+    session.setLogin(login);
+    session.setPassword(password);
+    connect(&session, &AbstractSession::error, this, [] { g_told << "error()"; });
+    connect(&session, &NimblaLoginSession::captchaIsNeeded, this, [] { g_told << "captchaIsNeeded()"; });
+    for (int i = told.count("critical logCatNimblaAuth"); i > 0; --i)
+        QTest::ignoreMessage(QtCriticalMsg, QRegularExpression("^(loading login_url failed|Reply: )"));
+    g_told.clear();
+    g_testHandler = qInstallMessageHandler(recordChannel);
+    session.tryLogin();
+    const bool ended = QTest::qWaitFor([&] { return g_told.contains("error()") || g_told.contains("captchaIsNeeded()"); });
+    qInstallMessageHandler(g_testHandler);
+
+    QVERIFY(ended);
+    QCOMPARE(g_told, told);
 }
 
 void TestNimblaLoginSession::loginUrlFollowsLoginType_data()
