@@ -121,7 +121,6 @@ void AbstactOAuthSession::_oauthGetJwt(const QString &code, const QString &redir
         }
 
         const QJsonObject tokens = answer.answer();
-        // An answer without a token ends the exchange silently, as the service's clients expect.
         if (tokens.contains(SessionAccessToken)) {
             const QString accessToken = tokens.value(SessionAccessToken).toString();
             const QString newRefreshToken =
