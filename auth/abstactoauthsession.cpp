@@ -1,9 +1,9 @@
 #include "abstactoauthsession.h"
 
-#include "eventstracker.h"
+#include "failurerow_p.h"
 #include "napplication.h"
-#include "networkreply_p.h"
 #include "nnetworkaccessmanager.h"
+#include "servicereply_p.h"
 
 #include <QJsonDocument>
 #include <QLoggingCategory>
@@ -17,6 +17,21 @@ namespace NimblaSDK {
 namespace {
 
 Q_LOGGING_CATEGORY(lcOAuthSession, "NimblaSDK.Auth.AbstactOAuthSession")
+
+const char *const ExchangeFailed = "exchange code failed ";
+const char *const FailedEvent = "ExchangeOAuthCodeFailed";
+
+// The service's description goes to the player unchanged.
+const FailureRow ExchangeRefused = FailureRow(lcOAuthSession)
+        .logReply(FailureRow::ServiceLines, ExchangeFailed)
+        .event(FailedEvent)
+        .report("NimblaOAuthLogin: Failed auth", FailureRow::ServiceDescription)
+        .errorFromService();
+const FailureRow ExchangeUnanswered = FailureRow(lcOAuthSession)
+        .logReply(FailureRow::NetworkLine, ExchangeFailed)
+        .event(FailedEvent)
+        .report("NimblaOAuthLogin: Authorization failed", FailureRow::FirstLogLine)
+        .errorFromNetwork();
 
 } // namespace
 
@@ -98,33 +113,18 @@ void AbstactOAuthSession::_oauthGetJwt(const QString &code, const QString &redir
     // Released even when the session is gone before the answer comes.
     connect(reply, &QNetworkReply::finished, reply, &QObject::deleteLater);
     connect(reply, &QNetworkReply::finished, this, [this, reply] {
-        const QByteArray body = replyBody(reply);
-        const QJsonObject answer = QJsonDocument::fromJson(body).object();
-        const QString failed = QStringLiteral("ExchangeOAuthCodeFailed");
-
-        if (reply->error() != QNetworkReply::NoError) {
-            if (answer.contains(QStringLiteral("error"))) {
-                const QString description = errorDescription(answer);
-                qCCritical(lcOAuthSession).noquote() << "exchange code failed " + description;
-                qCCritical(lcOAuthSession).noquote() << "Reply: " + QString::fromUtf8(QJsonDocument(answer).toJson());
-                EventsTracker::instance().trackNimblaEvent(failed, QVariant());
-                _logError(QStringLiteral("NimblaOAuthLogin: Failed auth"), description);
-                Q_EMIT error(description);
-            } else {
-                const QString text = withNetworkErrorCode(QStringLiteral("exchange code failed ") + reply->errorString(),
-                                                          reply->error());
-                qCCritical(lcOAuthSession).noquote() << text;
-                EventsTracker::instance().trackNimblaEvent(failed, QVariant());
-                _logError(QStringLiteral("NimblaOAuthLogin: Authorization failed"), text);
-                Q_EMIT error(reply->errorString());
-            }
+        const ServiceReply answer(reply);
+        if (answer.failed()) {
+            // A 401 that explains itself is a refusal like any other here.
+            _reportFailure(answer.hasServiceError() ? ExchangeRefused : ExchangeUnanswered, answer);
             return;
         }
 
-        if (answer.contains(SessionAccessToken)) {
-            const QString accessToken = answer.value(SessionAccessToken).toString();
+        const QJsonObject tokens = answer.answer();
+        if (tokens.contains(SessionAccessToken)) {
+            const QString accessToken = tokens.value(SessionAccessToken).toString();
             const QString newRefreshToken =
-                    QString::fromUtf8(answer.value(SessionRefreshToken).toVariant().toByteArray());
+                    QString::fromUtf8(tokens.value(SessionRefreshToken).toVariant().toByteArray());
             updateRefreshToken(newRefreshToken);
             _onJwtReceived(accessToken);
         }

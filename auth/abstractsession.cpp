@@ -2,12 +2,15 @@
 
 #include "errorinfo.h"
 #include "errorlogger.h"
+#include "eventstracker.h"
+#include "failurerow_p.h"
 #include "jwt/jwtcodec.h"
 #include "logmanager.h"
 #include "napplication.h"
-#include "networkreply_p.h"
 #include "nnetworkaccessmanager.h"
+#include "servicereply_p.h"
 
+#include <QCoreApplication>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QLoggingCategory>
@@ -28,6 +31,66 @@ SDKSettings *settings()
 ErrorLogger &errorLogger()
 {
     return ErrorLogger::instance(ErrorLoggerSettings());
+}
+
+const FailureRow SettingsUnreachable = FailureRow(lcSession)
+        .logReply(FailureRow::NetworkLine, "loading widget settings failed ")
+        .error("Failed load Nimbla Login settings")
+        .report("Failed load Nimbla Login settings", FailureRow::NetworkErrorString);
+// The title without the final "s" is the one the error dashboards group by.
+const FailureRow SettingsRefused = FailureRow(lcSession)
+        .logReply(FailureRow::ServiceLines, "loading widget settings failed ")
+        .error("Failed load Nimbla Login settings")
+        .report("Failed load Nimbla Login setting", FailureRow::FirstLogLine);
+
+QStringList criticalLines(const FailureRow &row, const ServiceReply *reply)
+{
+    const QString start = QString::fromUtf8(row.line);
+    switch (row.lines) {
+    case FailureRow::FixedLine:
+        break;
+    case FailureRow::NetworkLine:
+        // The service's log parser expects the error code appended as one
+        // character, not as digits.
+        return {start + reply->errorString() + QChar(static_cast<int>(reply->networkError()))};
+    case FailureRow::ServiceLines:
+        return {start + reply->serviceDescription(),
+                QStringLiteral("Reply: ") + QString::fromUtf8(QJsonDocument(reply->answer()).toJson())};
+    case FailureRow::RawLines:
+        return {start.trimmed(), QStringLiteral("Reply: ") + QString::fromUtf8(reply->body())};
+    }
+    return {start};
+}
+
+QString failureDetails(const FailureRow &row, const ServiceReply *reply, const QStringList &lines)
+{
+    switch (row.details) {
+    case FailureRow::NoDetails:
+        break;
+    case FailureRow::ServiceDescription:
+        return reply->serviceDescription();
+    case FailureRow::NetworkErrorString:
+        return reply->errorString();
+    case FailureRow::FirstLogLine:
+        return lines.value(0);
+    }
+    return QString();
+}
+
+QString failureText(const FailureRow &row, const ServiceReply *reply, const char *sessionClass)
+{
+    switch (row.textSource) {
+    case FailureRow::FixedText:
+        break;
+    case FailureRow::TranslatedText:
+        // The context tr() would give in the session's own class.
+        return QCoreApplication::translate(sessionClass, row.text);
+    case FailureRow::ServiceText:
+        return reply->serviceDescription();
+    case FailureRow::NetworkText:
+        return reply->errorString();
+    }
+    return QString::fromUtf8(row.text);
 }
 
 } // namespace
@@ -56,27 +119,18 @@ void AbstractSession::checkLoginType()
     // Released even when the session is gone before the answer comes.
     connect(reply, &QNetworkReply::finished, reply, &QObject::deleteLater);
     connect(reply, &QNetworkReply::finished, this, [this, reply] {
-        const QString failure = QStringLiteral("Failed load Nimbla Login settings");
-        if (reply->error() != QNetworkReply::NoError) {
-            qCCritical(lcSession).noquote()
-                    << withNetworkErrorCode(QStringLiteral("loading widget settings failed ") + reply->errorString(), reply->error());
-            Q_EMIT error(failure);
-            _logError(failure, reply->errorString());
+        const ServiceReply answer(reply);
+        if (answer.failed()) {
             m_loginType = 0;
+            _reportFailure(SettingsUnreachable, answer);
             return;
         }
-
-        const QJsonObject settingsObject = QJsonDocument::fromJson(replyBody(reply)).object();
+        const QJsonObject settingsObject = answer.answer();
         if (settingsObject.contains(QStringLiteral("proxyLogin"))) {
             m_loginType = settingsObject.value(QStringLiteral("proxyLogin")).toBool() ? 2 : 1;
-        } else if (settingsObject.contains(QStringLiteral("error"))) {
-            const QString description = errorDescription(settingsObject);
-            qCCritical(lcSession).noquote() << "loading widget settings failed " + description;
-            qCCritical(lcSession).noquote() << "Reply: " + QString::fromUtf8(QJsonDocument(settingsObject).toJson());
-            Q_EMIT error(failure);
-            // The title without the final "s" is the one the error dashboards group by.
-            _logError(QStringLiteral("Failed load Nimbla Login setting"), "loading widget settings failed " + description);
+        } else if (answer.hasServiceError()) {
             m_loginType = 0;
+            _reportFailure(SettingsRefused, answer);
             return;
         } else {
             m_loginType = 1;
@@ -226,6 +280,42 @@ void AbstractSession::_logError(const QString &title, const QString &description
 void AbstractSession::_logEvent(const QString &event) const
 {
     errorLogger().logInfo(event);
+}
+
+void AbstractSession::_reportFailure(const FailureRow &row)
+{
+    Q_ASSERT_X(row.lines == FailureRow::FixedLine && row.details != FailureRow::ServiceDescription
+                       && row.details != FailureRow::NetworkErrorString && row.textSource != FailureRow::ServiceText
+                       && row.textSource != FailureRow::NetworkText,
+               "_reportFailure", "a row that quotes a reply needs the reply");
+    _tellFailure(row, nullptr);
+}
+
+void AbstractSession::_reportFailure(const FailureRow &row, const ServiceReply &reply)
+{
+    _tellFailure(row, &reply);
+}
+
+void AbstractSession::_tellFailure(const FailureRow &row, const ServiceReply *reply)
+{
+    const QStringList lines = criticalLines(row, reply);
+    for (const FailureRow::Channel channel : row.order) {
+        switch (channel) {
+        case FailureRow::Log:
+            for (const QString &line : lines)
+                qCCritical(row.category).noquote() << line;
+            break;
+        case FailureRow::Event:
+            EventsTracker::instance().trackNimblaEvent(QString::fromUtf8(row.eventName), QVariant());
+            break;
+        case FailureRow::Report:
+            _logError(QString::fromUtf8(row.reportTitle), failureDetails(row, reply, lines));
+            break;
+        case FailureRow::Error:
+            Q_EMIT error(failureText(row, reply, metaObject()->className()));
+            break;
+        }
+    }
 }
 
 } // namespace NimblaSDK

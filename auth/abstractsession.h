@@ -8,6 +8,9 @@
 
 namespace NimblaSDK {
 
+struct FailureRow;
+class ServiceReply;
+
 /*!
  * The base of every login method: the signed-in identity, published as
  * properties and mirrored into the persistent settings, and the shared way
@@ -87,7 +90,13 @@ protected:
     void _logError(const QString &title, const QString &description) const;
     void _logEvent(const QString &event) const;
 
+    //! Tells every channel of \a row about a failure: critical lines, analytics event, _logError() and error().
+    void _reportFailure(const FailureRow &row);
+    //! As above, in the words of \a reply: its error string, the service's description, its body.
+    void _reportFailure(const FailureRow &row, const ServiceReply &reply);
+
 private:
+    void _tellFailure(const FailureRow &row, const ServiceReply *reply);
     void _updateErrorTags(const QString &userId, const QString &userName, const QString &externalAccountId);
 
     int m_loginType = 0;

@@ -2,6 +2,7 @@
 
 #include "napplication.h"
 #include "nnetworkaccessmanager.h"
+#include "servicereply_p.h"
 
 #include <QEventLoop>
 #include <QJsonDocument>
@@ -31,9 +32,11 @@ bool JWTchecker::validateJWT(const QString &jwt)
     // Deleted here, not later: on a worker thread of the callback server no
     // event loop runs after this one to carry out a deferred deletion.
     const QScopedPointer<QNetworkReply> finished(reply);
-    if (reply->error() != QNetworkReply::NoError) {
+    // A cut or aborted answer is a network failure, never a token called valid.
+    const ServiceReply answer(reply);
+    if (answer.failed()) {
         qCInfo(lcJwtChecker) << "Can't validate JWT";
-        qCInfo(lcJwtChecker).noquote() << reply->errorString();
+        qCInfo(lcJwtChecker).noquote() << answer.errorString();
         return false;
     }
     qCInfo(lcJwtChecker) << "Validate JWT Success";
@@ -46,8 +49,8 @@ void JWTchecker::validateJWTAsync(const QString &jwt)
     // Released with the answer: the shared manager would otherwise keep every reply until the application ends.
     connect(reply, &QNetworkReply::finished, reply, &QObject::deleteLater);
     connect(reply, &QNetworkReply::finished, this, [this, reply] {
-        const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
-        Q_EMIT jwtValidated(status == 204);
+        const ServiceReply answer(reply);
+        Q_EMIT jwtValidated(!answer.failed() && answer.httpStatus() == 204);
     });
 }
 

@@ -1,10 +1,11 @@
 #include "nimblaloginoauthsession.h"
 
 #include "eventstracker.h"
+#include "failurerow_p.h"
 #include "napplication.h"
-#include "networkreply_p.h"
 #include "nnetworkaccessmanager.h"
 #include "passwordlogin_p.h"
+#include "servicereply_p.h"
 
 #include <QJsonDocument>
 #include <QLoggingCategory>
@@ -18,7 +19,42 @@ namespace {
 
 Q_LOGGING_CATEGORY(lcLoginOAuthSession, "logCatNimblaOAuth2.0")
 
-const QString FailedEvent = QStringLiteral("LoginPassAuthFailed");
+const char *const FailedEvent = "LoginPassAuthFailed";
+const char *const LoginFailed = "loading login_url failed ";
+const char *const IncorrectTitle = "NimblaOAuthLogin: Login or password is incorrect";
+const char *const Incorrect = QT_TRANSLATE_NOOP("NimblaSDK::NimblaLoginOAuthSession", "Login or password is incorrect");
+
+const FailureRow NoSavedAccount = FailureRow(lcLoginOAuthSession)
+        .translatedError(QT_TRANSLATE_NOOP("NimblaSDK::NimblaLoginOAuthSession",
+                                           "Could not log in via the saved account.\n Please use your email and password or log in via a social network."))
+        .report("NimblaOAuthLogin: Failed auth via saved account");
+const FailureRow NetworkFailure = FailureRow(lcLoginOAuthSession)
+        .logReply(FailureRow::NetworkLine, LoginFailed)
+        .event(FailedEvent)
+        .report("NimblaOAuthLogin: Authorization failed", FailureRow::FirstLogLine)
+        .errorFromNetwork();
+// Deliberately the plain session's title: both flows report captchas alike.
+const FailureRow CaptchaDemanded = FailureRow(lcLoginOAuthSession)
+        .logReply(FailureRow::ServiceLines, LoginFailed)
+        .report("NimblaLogin: Incorrect captcha");
+const FailureRow Refused = FailureRow(lcLoginOAuthSession)
+        .logReply(FailureRow::ServiceLines, LoginFailed)
+        .event(FailedEvent)
+        .report("NimblaOAuthLogin: Failed auth", FailureRow::ServiceDescription)
+        .errorFromService();
+const FailureRow Unauthorized = FailureRow(lcLoginOAuthSession)
+        .logReply(FailureRow::RawLines, LoginFailed)
+        .event(FailedEvent)
+        .report(IncorrectTitle)
+        .translatedError(Incorrect);
+// An event of its own: the dashboards tell a refused account from a failed request.
+const FailureRow ErrorInAnswer = FailureRow(lcLoginOAuthSession)
+        .logReply(FailureRow::ServiceLines, LoginFailed)
+        .event("OAuthLoginPassAuthFailed")
+        .report(IncorrectTitle)
+        .translatedError(Incorrect);
+const FailureRow Compromised = FailureRow(lcLoginOAuthSession)
+        .translatedError(QT_TRANSLATE_NOOP("NimblaSDK::NimblaLoginOAuthSession", "Login url is compromised"));
 
 void trackEvent(const QString &name)
 {
@@ -92,8 +128,7 @@ void NimblaLoginOAuthSession::setSessionState(const QJsonObject &state)
 void NimblaLoginOAuthSession::tryLogin()
 {
     if (m_login.isEmpty() || m_password.isEmpty()) {
-        Q_EMIT error(tr("Could not log in via the saved account.\n Please use your email and password or log in via a social network."));
-        _logError(QStringLiteral("NimblaOAuthLogin: Failed auth via saved account"), QString());
+        _reportFailure(NoSavedAccount);
         return;
     }
 
@@ -118,46 +153,29 @@ void NimblaLoginOAuthSession::tryLogin()
 
 void NimblaLoginOAuthSession::_onLoginReply(QNetworkReply *reply, const QString &state)
 {
-    const QByteArray body = replyBody(reply);
-    const QJsonObject answer = QJsonDocument::fromJson(body).object();
-    const QNetworkReply::NetworkError code = reply->error();
-    const bool hasError = answer.contains(QStringLiteral("error"));
-
-    if (code == QNetworkReply::AuthenticationRequiredError) {
-        qCCritical(lcLoginOAuthSession) << "loading login_url failed";
-        qCCritical(lcLoginOAuthSession).noquote() << "Reply: " + QString::fromUtf8(body);
-        trackEvent(FailedEvent);
-        _logError(QStringLiteral("NimblaOAuthLogin: Login or password is incorrect"), QString());
-        Q_EMIT error(tr("Login or password is incorrect"));
+    const ServiceReply answer(reply);
+    switch (answer.outcome()) {
+    case ServiceReply::Unauthorized:
+        _reportFailure(Unauthorized, answer);
         return;
-    }
-
-    if (code != QNetworkReply::NoError) {
-        if (!hasError) {
-            const QString text = withNetworkErrorCode(QStringLiteral("loading login_url failed ") + reply->errorString(), code);
-            qCCritical(lcLoginOAuthSession).noquote() << text;
-            trackEvent(FailedEvent);
-            _logError(QStringLiteral("NimblaOAuthLogin: Authorization failed"), text);
-            Q_EMIT error(reply->errorString());
-            return;
-        }
-        const QString description = errorDescription(answer);
-        qCCritical(lcLoginOAuthSession).noquote() << "loading login_url failed " + description;
-        qCCritical(lcLoginOAuthSession).noquote() << "Reply: " + QString::fromUtf8(QJsonDocument(answer).toJson());
-        if (description == QLatin1String("Invalid captcha")) {
-            // Deliberately the plain session's title: both flows report captchas alike.
-            _logError(QStringLiteral("NimblaLogin: Incorrect captcha"), QString());
+    case ServiceReply::NetworkError:
+        _reportFailure(NetworkFailure, answer);
+        return;
+    case ServiceReply::Refused:
+        if (answer.serviceDescription() == QLatin1String("Invalid captcha")) {
+            _reportFailure(CaptchaDemanded, answer);
             Q_EMIT captchaIsNeeded();
-            return;
+        } else {
+            _reportFailure(Refused, answer);
         }
-        trackEvent(FailedEvent);
-        _logError(QStringLiteral("NimblaOAuthLogin: Failed auth"), description);
-        Q_EMIT error(description);
         return;
+    case ServiceReply::Answered:
+        break;
     }
 
-    if (answer.contains(QStringLiteral("login_url"))) {
-        const QUrlQuery redirect(QUrl(answer.value(QStringLiteral("login_url")).toString()));
+    const QJsonObject body = answer.answer();
+    if (body.contains(QStringLiteral("login_url"))) {
+        const QUrlQuery redirect(QUrl(body.value(QStringLiteral("login_url")).toString()));
         const QString answeredState = redirect.queryItemValue(QStringLiteral("state"), QUrl::FullyDecoded);
         const QString authorizationCode = redirect.queryItemValue(QStringLiteral("code"), QUrl::FullyDecoded);
         if (answeredState == state) {
@@ -167,18 +185,12 @@ void NimblaLoginOAuthSession::_onLoginReply(QNetworkReply *reply, const QString 
             trackEvent(QStringLiteral("OAuthLoginPassAuthSuccessed"));
             _oauthGetJwt(authorizationCode, callbackUrl(), false);
         } else {
-            Q_EMIT error(tr("Login url is compromised"));
+            _reportFailure(Compromised);
         }
     }
 
-    if (hasError) {
-        const QString description = errorDescription(answer);
-        qCCritical(lcLoginOAuthSession).noquote() << "loading login_url failed " + description;
-        qCCritical(lcLoginOAuthSession).noquote() << "Reply: " + QString::fromUtf8(QJsonDocument(answer).toJson());
-        trackEvent(QStringLiteral("OAuthLoginPassAuthFailed"));
-        _logError(QStringLiteral("NimblaOAuthLogin: Login or password is incorrect"), QString());
-        Q_EMIT error(tr("Login or password is incorrect"));
-    }
+    if (answer.hasServiceError())
+        _reportFailure(ErrorInAnswer, answer);
 }
 
 } // namespace NimblaSDK

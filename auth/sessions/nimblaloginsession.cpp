@@ -1,11 +1,12 @@
 #include "nimblaloginsession.h"
 
 #include "eventstracker.h"
+#include "failurerow_p.h"
 #include "jwt/nimblaloginjwtvalidator.h"
 #include "napplication.h"
-#include "networkreply_p.h"
 #include "nnetworkaccessmanager.h"
 #include "passwordlogin_p.h"
+#include "servicereply_p.h"
 
 #include <QDesktopServices>
 #include <QJsonDocument>
@@ -20,7 +21,40 @@ namespace {
 
 Q_LOGGING_CATEGORY(lcLoginSession, "logCatNimblaAuth")
 
-const QString FailedEvent = QStringLiteral("LoginPassAuthFailed");
+const char *const FailedEvent = "LoginPassAuthFailed";
+const char *const LoginFailed = "loading login_url failed ";
+const char *const IncorrectTitle = "NimblaLogin: Login or password is incorrect";
+const char *const Incorrect = QT_TRANSLATE_NOOP("NimblaSDK::NimblaLoginSession", "Login or password is incorrect");
+
+const FailureRow NoSavedAccount = FailureRow(lcLoginSession)
+        .translatedError(QT_TRANSLATE_NOOP("NimblaSDK::NimblaLoginSession",
+                                           "Could not log in via the saved account.\n Please use your email and password or log in via a social network."))
+        .report("NimblaLogin: Failed auth via saved account");
+const FailureRow NetworkFailure = FailureRow(lcLoginSession)
+        .logReply(FailureRow::NetworkLine, LoginFailed)
+        .event(FailedEvent)
+        .report("NimblaLogin: Authorization failed", FailureRow::FirstLogLine)
+        .errorFromNetwork();
+// The service's captcha answer is a prompt, not a failure: no event, no error().
+const FailureRow CaptchaDemanded = FailureRow(lcLoginSession)
+        .logReply(FailureRow::ServiceLines, LoginFailed)
+        .report("NimblaLogin: Incorrect captcha");
+// The service's own text goes to the player unchanged.
+const FailureRow Refused = FailureRow(lcLoginSession)
+        .logReply(FailureRow::ServiceLines, LoginFailed)
+        .event(FailedEvent)
+        .report("NimblaLogin: Failed auth", FailureRow::ServiceDescription)
+        .errorFromService();
+const FailureRow Unauthorized = FailureRow(lcLoginSession)
+        .logReply(FailureRow::RawLines, LoginFailed)
+        .event(FailedEvent)
+        .report(IncorrectTitle)
+        .translatedError(Incorrect);
+const FailureRow ErrorInAnswer = FailureRow(lcLoginSession)
+        .logReply(FailureRow::ServiceLines, LoginFailed)
+        .event(FailedEvent)
+        .report(IncorrectTitle)
+        .translatedError(Incorrect);
 
 void trackEvent(const QString &name)
 {
@@ -100,8 +134,7 @@ void NimblaLoginSession::tryLogin()
     }
 
     if (m_login.isEmpty() || m_password.isEmpty()) {
-        Q_EMIT error(tr("Could not log in via the saved account.\n Please use your email and password or log in via a social network."));
-        _logError(QStringLiteral("NimblaLogin: Failed auth via saved account"), QString());
+        _reportFailure(NoSavedAccount);
         return;
     }
 
@@ -125,46 +158,29 @@ void NimblaLoginSession::tryLogin()
 
 void NimblaLoginSession::_onLoginReply(QNetworkReply *reply)
 {
-    const QByteArray body = replyBody(reply);
-    const QJsonObject answer = QJsonDocument::fromJson(body).object();
-    const QNetworkReply::NetworkError code = reply->error();
-    const bool hasError = answer.contains(QStringLiteral("error"));
-
-    if (code == QNetworkReply::AuthenticationRequiredError) {
-        qCCritical(lcLoginSession) << "loading login_url failed";
-        qCCritical(lcLoginSession).noquote() << "Reply: " + QString::fromUtf8(body);
-        trackEvent(FailedEvent);
-        _logError(QStringLiteral("NimblaLogin: Login or password is incorrect"), QString());
-        Q_EMIT error(tr("Login or password is incorrect"));
+    const ServiceReply answer(reply);
+    switch (answer.outcome()) {
+    case ServiceReply::Unauthorized:
+        _reportFailure(Unauthorized, answer);
         return;
-    }
-
-    if (code != QNetworkReply::NoError) {
-        if (!hasError) {
-            const QString text = withNetworkErrorCode(QStringLiteral("loading login_url failed ") + reply->errorString(), code);
-            qCCritical(lcLoginSession).noquote() << text;
-            trackEvent(FailedEvent);
-            _logError(QStringLiteral("NimblaLogin: Authorization failed"), text);
-            Q_EMIT error(reply->errorString());
-            return;
-        }
-        const QString description = errorDescription(answer);
-        qCCritical(lcLoginSession).noquote() << "loading login_url failed " + description;
-        qCCritical(lcLoginSession).noquote() << "Reply: " + QString::fromUtf8(QJsonDocument(answer).toJson());
-        // The service's captcha answer is a prompt, not a failure: no event, no error.
-        if (description == QLatin1String("Invalid captcha")) {
-            _logError(QStringLiteral("NimblaLogin: Incorrect captcha"), QString());
+    case ServiceReply::NetworkError:
+        _reportFailure(NetworkFailure, answer);
+        return;
+    case ServiceReply::Refused:
+        if (answer.serviceDescription() == QLatin1String("Invalid captcha")) {
+            _reportFailure(CaptchaDemanded, answer);
             Q_EMIT captchaIsNeeded();
-            return;
+        } else {
+            _reportFailure(Refused, answer);
         }
-        trackEvent(FailedEvent);
-        _logError(QStringLiteral("NimblaLogin: Failed auth"), description);
-        Q_EMIT error(description);
         return;
+    case ServiceReply::Answered:
+        break;
     }
 
-    if (answer.contains(QStringLiteral("login_url"))) {
-        const QString loginUrl = answer.value(QStringLiteral("login_url")).toString();
+    const QJsonObject body = answer.answer();
+    if (body.contains(QStringLiteral("login_url"))) {
+        const QString loginUrl = body.value(QStringLiteral("login_url")).toString();
         const QString token = QUrlQuery(QUrl(loginUrl)).queryItemValue(QStringLiteral("token"), QUrl::FullyDecoded);
         _processJWT(token);
         if (!accessKey().isEmpty()) {
@@ -182,14 +198,8 @@ void NimblaLoginSession::_onLoginReply(QNetworkReply *reply)
 
     // Checked even after a finished sign-in: the service can accept the
     // password and still refuse the account in the same answer.
-    if (hasError) {
-        const QString description = errorDescription(answer);
-        qCCritical(lcLoginSession).noquote() << "loading login_url failed " + description;
-        qCCritical(lcLoginSession).noquote() << "Reply: " + QString::fromUtf8(QJsonDocument(answer).toJson());
-        trackEvent(FailedEvent);
-        _logError(QStringLiteral("NimblaLogin: Login or password is incorrect"), QString());
-        Q_EMIT error(tr("Login or password is incorrect"));
-    }
+    if (answer.hasServiceError())
+        _reportFailure(ErrorInAnswer, answer);
 }
 
 void NimblaLoginSession::jwtValid()

@@ -21,23 +21,50 @@ const ConfigManager *config()
     return NApplication::instance().configManager();
 }
 
+BrowserSignIn::Failures failures()
+{
+    return {
+        FailureRow(lcSocialOAuth)
+                .error("Social provider not chosen")
+                .log("Social provider not chosen")
+                .report("SocialAuth: Social provider not choosen"),
+        FailureRow(lcSocialOAuth)
+                .error("Network error")
+                .report("Social auth: network error")
+                .log("Can't get JWT token"),
+        "Social Auth with OAuth2 Failed!",
+        FailureRow(lcSocialOAuth)
+                .error("Authorization timeout")
+                .report("Social auth: Timeout error"),
+    };
+}
+
+const FailureRow Compromised = FailureRow(lcSocialOAuth)
+        .translatedError(QT_TRANSLATE_NOOP("NimblaSDK::SocialNetworkOAuthSession", "Login url is compromised"));
+
 } // namespace
 
 SocialNetworkOAuthSession::SocialNetworkOAuthSession(const QString &providerName, QObject *parent)
     : AbstactOAuthSession(parent)
     , m_providerName(providerName)
     , m_timer(new QTimer(this))
-    , m_server(new HttpServer<HandlerOAuthFactory>(this))
+    , m_signIn(std::make_unique<BrowserSignIn>(this, m_timer, failures(),
+                                                [this](const FailureRow &row) { _reportFailure(row); }))
     , m_state(_generateState())
 {
+    // One listener for the session's whole life, connected once.
+    IHttpServer *server = new HttpServer<HandlerOAuthFactory>(this);
+    m_signIn->setServer(server);
     m_timer->setInterval(config()->authorizationTimeout());
     m_timer->setSingleShot(true);
-    connect(m_server, &IHttpServer::callbackSuccess, this, &SocialNetworkOAuthSession::_onCallbackSuccess,
+    connect(server, &IHttpServer::callbackSuccess, this, &SocialNetworkOAuthSession::_onCallbackSuccess,
             Qt::QueuedConnection);
-    connect(m_server, &IHttpServer::callbackError, this, &SocialNetworkOAuthSession::_onCallbackError,
+    connect(server, &IHttpServer::callbackError, this, &SocialNetworkOAuthSession::_onCallbackError,
             Qt::QueuedConnection);
-    connect(m_timer, &QTimer::timeout, this, &SocialNetworkOAuthSession::_onTimeout);
+    connect(m_timer, &QTimer::timeout, this, [this] { m_signIn->timedOut(); });
 }
+
+SocialNetworkOAuthSession::~SocialNetworkOAuthSession() = default;
 
 QString SocialNetworkOAuthSession::providerName() const
 {
@@ -53,23 +80,15 @@ QUrl SocialNetworkOAuthSession::loginEndpointUrl() const
 void SocialNetworkOAuthSession::tryLogin()
 {
     // When the listener cannot start, the time-out ends the attempt.
-    startBrowserSignIn([this] { _startLogin(); });
+    m_signIn->start(m_providerName, [this] { _startLogin(); });
 }
 
 void SocialNetworkOAuthSession::_startLogin()
 {
-    if (m_providerName.isEmpty()) {
-        const QString notChosen = QStringLiteral("Social provider not chosen");
-        Q_EMIT error(notChosen);
-        qCCritical(lcSocialOAuth).noquote() << notChosen;
-        _logError(QStringLiteral("SocialAuth: Social provider not choosen"), QString());
-        return;
-    }
-
+    IHttpServer *server = m_signIn->server();
     m_timer->stop();
     m_timer->start();
-    m_server->start();
-    m_waiting = true;
+    server->start();
     qCDebug(lcSocialOAuth).noquote() << "State:" << m_state;
 
     // The service reads the items in this order, after any of the template's own.
@@ -78,7 +97,7 @@ void SocialNetworkOAuthSession::_startLogin()
     query.addQueryItem(QStringLiteral("client_id"), QString::number(config()->oauth2ClientId()));
     query.addQueryItem(QStringLiteral("response_type"), QStringLiteral("code"));
     query.addQueryItem(QStringLiteral("state"), m_state);
-    m_redirectUri = QStringLiteral("http://localhost:") + QString::number(m_server->port());
+    m_redirectUri = QStringLiteral("http://localhost:") + QString::number(server->port());
     query.addQueryItem(QStringLiteral("redirect_uri"), m_redirectUri);
     QString scope = QStringLiteral("offline");
     const QString fields = config()->authFields();
@@ -96,49 +115,26 @@ void SocialNetworkOAuthSession::_startLogin()
     if (!QDesktopServices::openUrl(url)) {
         Q_EMIT openUrlExternallyError(address);
         m_timer->stop();
-        m_server->stop();
-        m_waiting = false;
+        server->stop();
+        m_signIn->abandon();
     }
-}
-
-bool SocialNetworkOAuthSession::_takeCallback()
-{
-    // A second callback of one attempt (a reloaded page, a browser that
-    // retries) has nothing left to finish.
-    const bool waiting = m_waiting;
-    m_waiting = false;
-    return waiting;
 }
 
 void SocialNetworkOAuthSession::_onCallbackSuccess(const QString &code, const QString &csrfToken)
 {
-    if (!_takeCallback())
+    if (!m_signIn->takeCallback())
         return;
-    m_server->stop();
-    m_timer->stop();
+    m_signIn->stop();
     if (csrfToken == m_state)
         _oauthGetJwt(code, m_redirectUri, false);
     else
-        Q_EMIT error(tr("Login url is compromised"));
+        _reportFailure(Compromised);
 }
 
 void SocialNetworkOAuthSession::_onCallbackError()
 {
-    if (!_takeCallback())
-        return;
-    qCInfo(lcSocialOAuth) << "Social Auth with OAuth2 Failed!";
-    m_server->stop();
-    m_timer->stop();
-    Q_EMIT error(QStringLiteral("Network error"));
-    _logError(QStringLiteral("Social auth: network error"), QString());
-    qCCritical(lcSocialOAuth) << "Can't get JWT token";
-}
-
-void SocialNetworkOAuthSession::_onTimeout()
-{
-    Q_EMIT error(QStringLiteral("Authorization timeout"));
-    m_server->stop();
-    _logError(QStringLiteral("Social auth: Timeout error"), QString());
+    if (m_signIn->takeCallback())
+        m_signIn->callbackFailed();
 }
 
 void SocialNetworkOAuthSession::refresh()

@@ -8,11 +8,13 @@
 #include <QString>
 #include <QUrl>
 
+#include <memory>
+
 class QTimer;
 
 namespace NimblaSDK {
 
-class IHttpServer;
+class BrowserSignIn;
 
 /*!
  * Signs in through a social network in the system browser over OAuth2: the
@@ -35,6 +37,7 @@ class NIMBLAAUTH_EXPORT SocialNetworkOAuthSession : public AbstactOAuthSession
 
 public:
     SocialNetworkOAuthSession(const QString &providerName, QObject *parent);
+    ~SocialNetworkOAuthSession() override;
 
     QString providerName() const;
 
@@ -57,15 +60,12 @@ private:
     void _startLogin();
     void _onCallbackSuccess(const QString &code, const QString &csrfToken);
     void _onCallbackError();
-    void _onTimeout();
-    bool _takeCallback();
 
     QString m_providerName;
     QTimer *m_timer;
-    IHttpServer *m_server;
+    std::unique_ptr<BrowserSignIn> m_signIn;
     QString m_state;
     QString m_redirectUri;
-    bool m_waiting = false;
 };
 
 } // namespace NimblaSDK

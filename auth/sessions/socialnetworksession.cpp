@@ -17,12 +17,34 @@ namespace {
 // Spelled so on purpose: the log dashboards filter on this name.
 Q_LOGGING_CATEGORY(lcSocialAuth, "logCatSosialAuth")
 
+BrowserSignIn::Failures failures()
+{
+    return {
+        FailureRow(lcSocialAuth)
+                .error("Social provider not chosen")
+                .log("Social provider not chosen")
+                .report("SocialAuth: Social provider not choosen"),
+        FailureRow(lcSocialAuth)
+                .error("Network error")
+                .report("Social auth: network error")
+                .log("Can't get JWT token"),
+        "Social Auth Failed!",
+        FailureRow(lcSocialAuth)
+                .error("Authorization timeout")
+                .report("Social auth: Timeout error"),
+    };
+}
+
 } // namespace
 
 SocialNetworkSession::SocialNetworkSession(QObject *parent)
     : AbstractSession(parent)
+    , m_signIn(std::make_unique<BrowserSignIn>(this, &m_timer, failures(),
+                                                [this](const FailureRow &row) { _reportFailure(row); }))
 {
 }
+
+SocialNetworkSession::~SocialNetworkSession() = default;
 
 QString SocialNetworkSession::networkLink() const
 {
@@ -39,45 +61,37 @@ void SocialNetworkSession::setNetworkLink(const QString &networkLink)
 
 void SocialNetworkSession::tryLogin()
 {
-    startBrowserSignIn([this] { _startLogin(); });
+    m_signIn->start(m_networkLink, [this] { _startLogin(); });
 }
 
 void SocialNetworkSession::_startLogin()
 {
-    if (m_networkLink.isEmpty()) {
-        const QString notChosen = QStringLiteral("Social provider not chosen");
-        Q_EMIT error(notChosen);
-        qCCritical(lcSocialAuth).noquote() << notChosen;
-        _logError(QStringLiteral("SocialAuth: Social provider not choosen"), QString());
-        return;
-    }
-
     const ConfigManager *config = NApplication::instance().configManager();
     m_timer.stop();
     m_timer.setInterval(config->authorizationTimeout());
     m_timer.setSingleShot(true);
     m_timer.start();
-    m_waiting = true;
     // Made on every attempt and never undone by the handlers below, so a
     // session that tries again runs the time-out once per attempt. Made
     // before the listener starts, so that an attempt whose listener cannot
     // open still ends.
-    connect(&m_timer, &QTimer::timeout, this, &SocialNetworkSession::_onTimeout);
+    connect(&m_timer, &QTimer::timeout, this, [this] { m_signIn->timedOut(); });
 
     // An earlier listener is not deleted: it stays a child of the session, and
     // a sign-in finished on it still counts.
-    m_server = new HttpServer<HandlerFactory>(this);
-    m_server->start();
-    connect(m_server, &IHttpServer::callbackSuccess, this, &SocialNetworkSession::_onCallbackSuccess,
+    IHttpServer *server = new HttpServer<HandlerFactory>(this);
+    m_signIn->setServer(server);
+    server->start();
+    connect(server, &IHttpServer::callbackSuccess, this, &SocialNetworkSession::_onCallbackSuccess,
             Qt::QueuedConnection);
-    connect(m_server, &IHttpServer::callbackError, this, &SocialNetworkSession::_onCallbackError,
+    connect(server, &IHttpServer::callbackError, this, &SocialNetworkSession::_onCallbackError,
             Qt::QueuedConnection);
 
     QUrl url(m_networkLink, QUrl::TolerantMode);
     QUrlQuery query(url);
     if (!config->authFields().isEmpty())
         query.addQueryItem(QStringLiteral("fields"), config->authFields());
-    query.addQueryItem(QStringLiteral("login_url"), QStringLiteral("http://localhost:") + QString::number(m_server->port()));
+    query.addQueryItem(QStringLiteral("login_url"), QStringLiteral("http://localhost:") + QString::number(server->port()));
     url.setQuery(query);
     const QString address = url.toString();
 
@@ -90,50 +104,21 @@ void SocialNetworkSession::_startLogin()
     }
 }
 
-bool SocialNetworkSession::_takeCallback()
-{
-    // A second callback of one attempt (a reloaded page, a browser that
-    // retries) has nothing left to finish.
-    const bool waiting = m_waiting;
-    m_waiting = false;
-    return waiting;
-}
-
 void SocialNetworkSession::_onCallbackSuccess(const QString &jwt)
 {
-    if (!_takeCallback())
+    if (!m_signIn->takeCallback())
         return;
     qCInfo(lcSocialAuth) << "Social Auth Finished!";
     NApplication::instance().settingsManager()->setJWT(jwt);
     _processJWT(jwt);
-    m_server->stop();
-    m_timer.stop();
-    // Names the session as sender, as every handler here does; the timer's
-    // own connections to the session stay in place.
-    disconnect(this, nullptr, &m_timer, nullptr);
+    m_signIn->stop();
     _finishAuth();
 }
 
 void SocialNetworkSession::_onCallbackError()
 {
-    if (!_takeCallback())
-        return;
-    qCInfo(lcSocialAuth) << "Social Auth Failed!";
-    m_server->stop();
-    m_timer.stop();
-    disconnect(this, nullptr, &m_timer, nullptr);
-    Q_EMIT error(QStringLiteral("Network error"));
-    _logError(QStringLiteral("Social auth: network error"), QString());
-    qCCritical(lcSocialAuth) << "Can't get JWT token";
-}
-
-void SocialNetworkSession::_onTimeout()
-{
-    Q_EMIT error(QStringLiteral("Authorization timeout"));
-    disconnect(this, nullptr, m_server, nullptr);
-    m_server->stop();
-    disconnect(this, nullptr, &m_timer, nullptr);
-    _logError(QStringLiteral("Social auth: Timeout error"), QString());
+    if (m_signIn->takeCallback())
+        m_signIn->callbackFailed();
 }
 
 } // namespace NimblaSDK

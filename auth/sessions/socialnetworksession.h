@@ -7,9 +7,11 @@
 #include <QString>
 #include <QTimer>
 
+#include <memory>
+
 namespace NimblaSDK {
 
-class IHttpServer;
+class BrowserSignIn;
 
 /*!
  * Signs in through a social network in the system browser. The provider's
@@ -34,6 +36,7 @@ class NIMBLAAUTH_EXPORT SocialNetworkSession : public AbstractSession
 
 public:
     explicit SocialNetworkSession(QObject *parent);
+    ~SocialNetworkSession() override;
 
     QString networkLink() const;
     void tryLogin() override;
@@ -52,13 +55,10 @@ private:
     void _startLogin();
     void _onCallbackSuccess(const QString &jwt);
     void _onCallbackError();
-    void _onTimeout();
-    bool _takeCallback();
 
     QTimer m_timer;
     QString m_networkLink;
-    IHttpServer *m_server = nullptr;
-    bool m_waiting = false;
+    std::unique_ptr<BrowserSignIn> m_signIn;
 };
 
 } // namespace NimblaSDK

@@ -1,5 +1,6 @@
 #include "sessions/nimblaloginsession.h"
 
+#include "cutreplyserver.h"
 #include "emulatorfixture.h"
 #include "jwt/nimblaloginjwtvalidator.h"
 #include "loginsupport.h"
@@ -39,6 +40,18 @@ const UrlsManager *urls()
     return NApplication::instance().urlsManager();
 }
 
+// The channels of a failure in the order they were told: log lines by category and level, then "error()".
+QStringList g_told;
+QtMessageHandler g_testHandler = nullptr;
+
+void recordChannel(QtMsgType type, const QMessageLogContext &context, const QString &message)
+{
+    static const char *const levels[] = {"debug", "warning", "critical", "fatal", "info"};
+    if (type != QtDebugMsg)
+        g_told << QStringLiteral("%1 %2").arg(levels[type], context.category);
+    g_testHandler(type, context, message);
+}
+
 } // namespace
 
 Q_DECLARE_METATYPE(Failure)
@@ -57,6 +70,10 @@ private Q_SLOTS:
 
     void failures_data();
     void failures();
+    void cutAnswerIsANetworkFailure_data();
+    void cutAnswerIsANetworkFailure();
+    void channelOrder_data();
+    void channelOrder();
     void loginUrlFollowsLoginType_data();
     void loginUrlFollowsLoginType();
     void singleTimeToken_data();
@@ -174,6 +191,94 @@ void TestNimblaLoginSession::failures()
     // The policy page is the one the browser was asked to open.
     QCOMPARE(QUrl(policyPage).path(), QString(row.emitted == "policy" ? "/privacy-policy" : ""));
     QCOMPARE(m_opened, policyPage.isEmpty() ? QList<QUrl>() : QList<QUrl>{QUrl(policyPage)});
+}
+
+void TestNimblaLoginSession::cutAnswerIsANetworkFailure_data()
+{
+    QTest::addColumn<QString>("widgetProject"); // empty: the login type is never asked for
+
+    QTest::newRow("direct-login") << "nimbla-direct-project";
+    QTest::newRow("proxy-login") << "";
+}
+
+void TestNimblaLoginSession::cutAnswerIsANetworkFailure()
+{
+    QFETCH(QString, widgetProject);
+
+    // The start of a good answer: a finished sign-in, had it not broken off.
+    CutReplyServer cutService(compactJson({{"login_url", m_emulator.baseUrl().toString() + "/privacy-policy?token="
+                                                                 + m_emulator.token("alice@example.com")}}).toUtf8());
+    QVERIFY(cutService.listen());
+    const QString cutUrl = cutService.url("/login").toString();
+    QVERIFY(m_emulator.loadConfig({{"appAccountName", Account},
+                                   {"urls", QJsonObject{{"loginUrl", cutUrl}, {"proxyLoginUrl", cutUrl},
+                                                        {"widgetSettingsUrl", m_emulator.baseUrl().toString() + "/projects/"
+                                                                                      + widgetProject + "/widget-settings"}}}}));
+
+    NimblaLoginSession session(nullptr);
+    session.setLogin("alice@example.com");
+    session.setPassword("alice-password");
+    QSignalSpy errors(&session, &AbstractSession::error);
+    QSignalSpy finished(&session, &AbstractSession::loginFinished);
+    QTest::ignoreMessage(QtCriticalMsg, QRegularExpression("^loading login_url failed Connection closed\\x02$"));
+    widgetProject.isEmpty() ? session.tryLogin() : session.checkLoginType();
+
+    QVERIFY(errors.wait());
+    QCOMPARE(session.loginType(), widgetProject.isEmpty() ? 0 : 1);
+    QCOMPARE(cutService.requests(), 1);
+    QCOMPARE(errors.count(), 1);
+    QCOMPARE(errors.at(0).at(0).toString(), QStringLiteral("Connection closed"));
+    QCOMPARE(finished.count(), 0);
+    QCOMPARE(errorReports(), QStringList{"NimblaLogin: Authorization failed | loading login_url failed Connection closed"
+                                         + QString(QChar(QNetworkReply::RemoteHostClosedError)) + " | authorization"});
+    QCOMPARE(trackedEvents(), QStringList{"LoginPassAuthFailed"});
+    QCOMPARE(session.accessKey(), QString());
+    QCOMPARE(readCredential(Account).userName, QString());
+    QVERIFY(m_opened.isEmpty());
+}
+
+void TestNimblaLoginSession::channelOrder_data()
+{
+    QTest::addColumn<QString>("login");
+    QTest::addColumn<QString>("password");
+    QTest::addColumn<QJsonObject>("fault");
+    QTest::addColumn<QStringList>("told");
+
+    const QString line = "critical logCatNimblaAuth", event = "info NimblaSDK.Core.EventsTracker";
+    const QString report = "warning NimblaSDK.Core.ErrorLogger";
+    QTest::newRow("no-saved-account") << "alice@example.com" << "" << QJsonObject() << QStringList{"error()", report};
+    QTest::newRow("network-failure") << "alice@example.com" << "alice-password" << QJsonObject{{"drop", true}}
+                                     << QStringList{line, event, report, "error()"};
+    QTest::newRow("wrong-password") << "bob-locked@example.com" << "bob-password" << QJsonObject()
+                                    << QStringList{line, line, event, report, "error()"};
+    QTest::newRow("captcha-demanded") << "carol-captcha@example.com" << "carol-password" << QJsonObject()
+                                      << QStringList{line, line, report, "captchaIsNeeded()"};
+}
+
+void TestNimblaLoginSession::channelOrder()
+{
+    QFETCH(QString, login);
+    QFETCH(QString, password);
+    QFETCH(QJsonObject, fault);
+    QFETCH(QStringList, told);
+    if (!fault.isEmpty())
+        m_emulator.injectFault(QUrl(urls()->proxyLoginUrl()), fault);
+
+    NimblaLoginSession session(nullptr);
+    session.setLogin(login);
+    session.setPassword(password);
+    connect(&session, &AbstractSession::error, this, [] { g_told << "error()"; });
+    connect(&session, &NimblaLoginSession::captchaIsNeeded, this, [] { g_told << "captchaIsNeeded()"; });
+    for (int i = told.count("critical logCatNimblaAuth"); i > 0; --i)
+        QTest::ignoreMessage(QtCriticalMsg, QRegularExpression("^(loading login_url failed|Reply: )"));
+    g_told.clear();
+    g_testHandler = qInstallMessageHandler(recordChannel);
+    session.tryLogin();
+    const bool ended = QTest::qWaitFor([&] { return g_told.contains("error()") || g_told.contains("captchaIsNeeded()"); });
+    qInstallMessageHandler(g_testHandler);
+
+    QVERIFY(ended);
+    QCOMPARE(g_told, told);
 }
 
 void TestNimblaLoginSession::loginUrlFollowsLoginType_data()

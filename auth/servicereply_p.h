@@ -1,0 +1,63 @@
+#pragma once
+
+#include <QByteArray>
+#include <QJsonObject>
+#include <QNetworkReply>
+#include <QString>
+
+namespace NimblaSDK {
+
+/*
+ * A finished reply of the login service, read once: what it amounts to and
+ * the words the failure channels may use about it.
+ *
+ * The network error is looked at first. An answer that broke off mid-body,
+ * timed out or was refused is a network failure whatever its first bytes look
+ * like, so no session can read a cut body as the service's JSON.
+ *
+ * \code
+ * const ServiceReply answer(reply);
+ * switch (answer.outcome()) {
+ * case ServiceReply::Answered:     use(answer.body()); break;
+ * case ServiceReply::Unauthorized: _reportFailure(Unauthorized, answer); break;
+ * case ServiceReply::Refused:      _reportFailure(Refused, answer); break;
+ * case ServiceReply::NetworkError: _reportFailure(NetworkFailure, answer); break;
+ * }
+ * \endcode
+ */
+class ServiceReply
+{
+public:
+    enum Outcome {
+        Answered,      //!< no network error; the body may still hold the service's "error"
+        Unauthorized,  //!< the service answered 401
+        Refused,       //!< a network error, and the body explains it with the service's "error"
+        NetworkError,  //!< a network error the service did not explain: no answer, a cut or a failed status
+    };
+
+    explicit ServiceReply(QNetworkReply *reply);
+
+    Outcome outcome() const { return m_outcome; }
+    bool failed() const { return m_outcome != Answered; }
+    int httpStatus() const { return m_httpStatus; }
+
+    QNetworkReply::NetworkError networkError() const { return m_networkError; }
+    QString errorString() const { return m_errorString; }
+
+    QByteArray body() const { return m_body; }
+    //! The body as a JSON object; empty when it is not one.
+    QJsonObject answer() const { return m_answer; }
+    //! Whether the answer holds the service's {"error": {"description": ...}}.
+    bool hasServiceError() const;
+    QString serviceDescription() const;
+
+private:
+    Outcome m_outcome;
+    int m_httpStatus;
+    QNetworkReply::NetworkError m_networkError;
+    QString m_errorString;
+    QByteArray m_body;
+    QJsonObject m_answer;
+};
+
+} // namespace NimblaSDK
