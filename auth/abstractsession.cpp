@@ -114,7 +114,6 @@ void AbstractSession::checkLoginType()
 {
     const QUrl url(NApplication::instance().urlsManager()->widgetSettingsUrl());
     QNetworkReply *reply = NNetworkAccessManager::getManager()->get(QNetworkRequest(url));
-    NNetworkAccessManager::ignoreSslErrors(reply);
 
     // Released even when the session is gone before the answer comes.
     connect(reply, &QNetworkReply::finished, reply, &QObject::deleteLater);

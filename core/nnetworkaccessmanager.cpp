@@ -83,8 +83,4 @@ QNetworkAccessManager *NNetworkAccessManager::getManager()
     return onMainThread() ? mainThreadManager() : threadManager();
 }
 
-void NNetworkAccessManager::ignoreSslErrors(QNetworkReply *)
-{
-}
-
 } // namespace NimblaSDK

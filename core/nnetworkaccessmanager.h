@@ -3,7 +3,6 @@
 #include "nimblacore_export.h"
 
 class QNetworkAccessManager;
-class QNetworkReply;
 
 namespace NimblaSDK {
 
@@ -34,10 +33,6 @@ class NIMBLACORE_EXPORT NNetworkAccessManager
 {
 public:
     static QNetworkAccessManager *getManager();
-
-    //! Does nothing: the managers apply the TLS policy to every reply themselves.
-    //! Kept only until its last callers are gone.
-    static void ignoreSslErrors(QNetworkReply *reply);
 };
 
 } // namespace NimblaSDK
