@@ -68,7 +68,12 @@ public:
         // listener's connection would wait in its queue for a thread that
         // never comes.
         auto threads = std::make_unique<Poco::ThreadPool>(1, MaxConnectionThreads);
-        auto server = std::make_unique<Poco::Net::HTTPServer>(forwarder, *threads, socket, new Poco::Net::HTTPServerParams);
+        Poco::Net::HTTPServerParams::Ptr params = new Poco::Net::HTTPServerParams;
+        // POCO's dispatcher thread can begin to wait for work just after the
+        // stop has woken every waiter; it then sleeps its whole idle time, and
+        // the reaper, which joins the listener's threads, with it.
+        params->setThreadIdleTime(Poco::Timespan(0, IdleThreadMs * 1000));
+        auto server = std::make_unique<Poco::Net::HTTPServer>(forwarder, *threads, socket, params);
 
         _retire();
         m_threads = std::move(threads);
@@ -115,6 +120,7 @@ private:
     }
 
     static constexpr int MaxConnectionThreads = 16;
+    static constexpr int IdleThreadMs = 500;
 
     quint16 m_requestedPort = 0;
     bool m_started = false;
