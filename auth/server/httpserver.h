@@ -1,13 +1,15 @@
 #pragma once
 
+#include "server/handlerfactoryforwarder.h"
 #include "server/ihandlerfactory.h"
 #include "server/ihttpserver.h"
-#include "server/retiredfactories.h"
+#include "server/listenerreaper.h"
 
 #include <Poco/Net/HTTPServer.h>
 #include <Poco/Net/HTTPServerParams.h>
 #include <Poco/Net/ServerSocket.h>
 #include <Poco/Net/SocketAddress.h>
+#include <Poco/ThreadPool.h>
 
 #include <QLoggingCategory>
 
@@ -22,8 +24,10 @@ namespace NimblaSDK {
  * HttpServer<HandlerOAuthFactory> for OAuth2 code redirects.
  *
  * Every start() opens a fresh listener on a port that the operating system
- * picks, with a fresh factory; results of requests still in flight on a
- * replaced listener are discarded with it.
+ * picks, with a fresh factory. stop(), a new start() and the destructor
+ * return at once: the old listener refuses connections from then on, its
+ * results still in flight are dropped, and POCO's threads are shut down
+ * behind the caller's back by the ListenerReaper.
  *
  * Not installed: it exposes POCO, a private dependency.
  */
@@ -40,7 +44,7 @@ public:
 
     ~HttpServer() override
     {
-        _release();
+        _retire();
     }
 
     void start() override
@@ -52,19 +56,29 @@ public:
 
         auto *factory = new Factory;
         // Owned from here on, so that a socket that cannot be opened does not leak it.
-        const Poco::Net::HTTPRequestHandlerFactory::Ptr ownedFactory(factory);
+        const Poco::Net::HTTPRequestHandlerFactory::Ptr forwarder(new HandlerFactoryForwarder(factory));
         connect(factory, &IHandlerFactory::callbackSuccess, this, &IHttpServer::callbackSuccess);
         connect(factory, &IHandlerFactory::callbackError, this, &IHttpServer::callbackError);
 
         // Deliberately the loopback interface only: the redirect comes from a
         // browser on this machine, and nobody else has anything to send here.
         Poco::Net::ServerSocket socket(Poco::Net::SocketAddress("127.0.0.1", m_requestedPort));
-        auto server = std::make_shared<Poco::Net::HTTPServer>(ownedFactory, socket, new Poco::Net::HTTPServerParams);
+        // Threads of its own rather than POCO's shared default pool: listeners
+        // still being shut down keep their idle threads for a while, and a new
+        // listener's connection would wait in its queue for a thread that
+        // never comes.
+        auto threads = std::make_unique<Poco::ThreadPool>(1, MaxConnectionThreads);
+        Poco::Net::HTTPServerParams::Ptr params = new Poco::Net::HTTPServerParams;
+        // POCO's dispatcher thread can begin to wait for work just after the
+        // stop has woken every waiter; it then sleeps its whole idle time, and
+        // the reaper, which joins the listener's threads, with it.
+        params->setThreadIdleTime(Poco::Timespan(0, IdleThreadMs * 1000));
+        auto server = std::make_unique<Poco::Net::HTTPServer>(forwarder, *threads, socket, params);
 
-        _release();
+        _retire();
+        m_threads = std::move(threads);
         m_server = std::move(server);
-        m_factory = ownedFactory;
-        m_factoryObject = factory;
+        m_factory = factory;
         m_socket = socket;
         m_boundPort = socket.address().port();
 
@@ -80,44 +94,39 @@ public:
             return;
         }
         qCInfo(m_logC) << "Shutting down local server";
-        _shutDown();
+        _retire();
     }
 
+    //! After stop() still the port of the listener that was stopped.
     int port() override
     {
-        return m_server ? m_boundPort : m_requestedPort;
+        return m_boundPort ? m_boundPort : m_requestedPort;
     }
 
 private:
-    void _shutDown()
-    {
-        // Answers of requests still in flight belong to an attempt that is over.
-        QObject::disconnect(m_factoryObject, nullptr, this, nullptr);
-        m_server->stopAll(true);
-        // POCO keeps the socket listening until the server object goes, and a
-        // stopped server must not accept connections that nobody will serve.
-        m_socket.close();
-        m_started = false;
-    }
-
-    void _release()
+    void _retire()
     {
         if (!m_server)
             return;
-        QObject::disconnect(m_factoryObject, nullptr, this, nullptr);
-        if (m_started)
-            _shutDown();
-        m_server.reset();
-        m_factoryObject = nullptr;
-        RetiredFactories::release(std::move(m_factory));
+        // Answers of requests still in flight belong to an attempt that is over.
+        QObject::disconnect(m_factory, nullptr, this, nullptr);
         m_factory = nullptr;
+        // Closed here rather than by the reaper, so that the listener refuses
+        // connections from this moment on. POCO's acceptor finds the socket
+        // closed at its next poll, which fails, until the reaper's stop ends it.
+        m_socket.close();
+        m_started = false;
+        ListenerReaper::retire(std::move(m_server), std::move(m_threads));
     }
+
+    static constexpr int MaxConnectionThreads = 16;
+    static constexpr int IdleThreadMs = 500;
 
     quint16 m_requestedPort = 0;
     bool m_started = false;
-    std::shared_ptr<Poco::Net::HTTPServer> m_server;
-    Poco::Net::HTTPRequestHandlerFactory::Ptr m_factory;
-    IHandlerFactory *m_factoryObject = nullptr;
+    std::unique_ptr<Poco::ThreadPool> m_threads;
+    std::unique_ptr<Poco::Net::HTTPServer> m_server;
+    IHandlerFactory *m_factory = nullptr;
     Poco::Net::ServerSocket m_socket;
     quint16 m_boundPort = 0;
     QLoggingCategory m_logC{"HttpServer"};

@@ -9,7 +9,8 @@ namespace NimblaSDK {
 void NotFoundRequestHandler::handleRequest(Poco::Net::HTTPServerRequest &, Poco::Net::HTTPServerResponse &response)
 {
     // No length and no type on purpose: the body ends with the connection.
-    response.setStatus(Poco::Net::HTTPResponse::HTTP_NOT_FOUND);
+    // setStatus() alone would keep the default reason, "OK".
+    response.setStatusAndReason(Poco::Net::HTTPResponse::HTTP_NOT_FOUND);
     response.send() << "Not Found Url";
 }
 

@@ -37,15 +37,25 @@ std::string EmulatorState::issueCode(const Grant& grant)
     return code;
 }
 
-std::optional<EmulatorState::Grant> EmulatorState::takeCode(const std::string& code)
+EmulatorState::CodeRedemption EmulatorState::redeemCode(const std::string& code)
 {
     std::lock_guard<std::mutex> lock(_mutex);
+    CodeRedemption redemption;
     const auto it = _codes.find(code);
-    if (it == _codes.end())
-        return std::nullopt;
-    Grant grant = it->second;
-    _codes.erase(it);
-    return grant;
+    if (it != _codes.end())
+    {
+        redemption.grant = it->second;
+        _codes.erase(it);
+        _redeemedCodes.insert(code);
+        return redemption;
+    }
+    redemption.replayed = _redeemedCodes.count(code) > 0;
+    if (redemption.replayed)
+    {
+        for (auto token = _refreshTokens.begin(); token != _refreshTokens.end();)
+            token = token->second.family == code ? _refreshTokens.erase(token) : std::next(token);
+    }
+    return redemption;
 }
 
 std::string EmulatorState::issueRefreshToken(const Grant& grant)

@@ -5,6 +5,7 @@
 #include <map>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -24,13 +25,25 @@ public:
         std::string login;
         std::string redirectUri;
         bool forgedToken = false;
+        // The authorization code that the chain of refresh tokens started
+        // from; empty for tokens that no code led to.
+        std::string family;
+    };
+
+    struct CodeRedemption
+    {
+        std::optional<Grant> grant;
+        // The code was redeemed before: a sign that it was stolen.
+        bool replayed = false;
     };
 
     explicit EmulatorState(const Seed& seed);
 
     std::string issueCode(const Grant& grant);
-    // Single use: a taken code is gone whatever the caller does with it.
-    std::optional<Grant> takeCode(const std::string& code);
+    // Single use: a taken code is gone whatever the caller does with it. A
+    // second use revokes the refresh tokens issued for the code, as the first
+    // use may have been an attacker's.
+    CodeRedemption redeemCode(const std::string& code);
 
     std::string issueRefreshToken(const Grant& grant);
     std::optional<Grant> takeRefreshToken(const std::string& refreshToken);
@@ -46,6 +59,7 @@ private:
 
     std::mutex _mutex;
     std::map<std::string, Grant> _codes;
+    std::set<std::string> _redeemedCodes;
     std::map<std::string, Grant> _refreshTokens;
     std::map<std::string, Seed::Otp> _otps;
     std::map<std::string, bool> _otpConsumed;

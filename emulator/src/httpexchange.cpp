@@ -116,6 +116,11 @@ std::string HttpExchange::pathParam(const std::string& name) const
     return it == _pathParams.end() ? std::string() : it->second;
 }
 
+void HttpExchange::setHeader(const std::string& name, const std::string& value)
+{
+    _response.set(name, value);
+}
+
 void HttpExchange::sendJson(int status, const Poco::Dynamic::Var& json)
 {
     std::ostringstream text;

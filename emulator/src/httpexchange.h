@@ -37,6 +37,8 @@ public:
     void setPathParams(std::map<std::string, std::string> params);
     std::string pathParam(const std::string& name) const;
 
+    // Sent with whatever answer follows.
+    void setHeader(const std::string& name, const std::string& value);
     void sendJson(int status, const Poco::Dynamic::Var& json);
     // {"error": {"code": code, "description": description}}
     void sendError(int status, int code, const std::string& description);

@@ -2,8 +2,9 @@
 
 #include "emulatorcontext.h"
 
-#include <map>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace NimblaEmulator {
 
@@ -12,12 +13,20 @@ namespace NimblaEmulator {
 class OAuthTokenHandler
 {
 public:
+    using Form = std::vector<std::pair<std::string, std::string>>;
+
     explicit OAuthTokenHandler(const EmulatorContext& context);
 
     void handle(HttpExchange& exchange) const;
 
 private:
+    // False when the request was answered with an error.
+    bool authenticateClient(HttpExchange& exchange, const Seed::Project& project, const Form& form) const;
+    void exchangeCode(HttpExchange& exchange, const Seed::Project& project, const Form& form) const;
+    void refresh(HttpExchange& exchange, const Seed::Project& project, const Form& form) const;
+
     void sendOAuthError(HttpExchange& exchange, const std::string& error, const std::string& description) const;
+    void sendClientError(HttpExchange& exchange, const std::string& description) const;
     void sendTokens(HttpExchange& exchange, const EmulatorState::Grant& grant) const;
 
     const EmulatorContext& _context;

@@ -21,6 +21,10 @@ public:
         // {"proxyLogin": ...}, an "error" object or anything else.
         Poco::JSON::Object::Ptr widgetSettings;
         int widgetSettingsStatus = 200;
+        // Empty for a public client, which identifies itself by its id alone.
+        std::string clientSecret;
+        // Besides loopback addresses, which any client may use.
+        std::vector<std::string> redirectUris;
     };
 
     struct User

@@ -103,6 +103,20 @@ Seed::Project readProject(const Object::Ptr& object, const std::string& where)
         static_cast<int>(integerField(object, "widgetSettingsStatus", where, false, 200));
     if (project.widgetSettingsStatus < 200 || project.widgetSettingsStatus > 599)
         throw SeedError(where + ": \"widgetSettingsStatus\" must be an HTTP status");
+    project.clientSecret = stringField(object, "clientSecret", where, false);
+    if (object->has("redirectUris"))
+    {
+        const Array::Ptr uris = object->getArray("redirectUris");
+        if (!uris)
+            throw SeedError(where + ": \"redirectUris\" must be an array");
+        for (std::size_t i = 0; i < uris->size(); ++i)
+        {
+            const Poco::Dynamic::Var uri = uris->get(static_cast<unsigned>(i));
+            if (!uri.isString() || uri.extract<std::string>().find('#') != std::string::npos)
+                throw SeedError(where + ": \"redirectUris\" must hold strings without a fragment");
+            project.redirectUris.push_back(uri.extract<std::string>());
+        }
+    }
     return project;
 }
 

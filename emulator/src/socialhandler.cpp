@@ -1,5 +1,7 @@
 #include "socialhandler.h"
 
+#include "redirecturipolicy.h"
+
 #include <Poco/Exception.h>
 #include <Poco/JSON/Array.h>
 #include <Poco/JSON/Object.h>
@@ -96,6 +98,13 @@ void SocialHandler::handleAuthorize(HttpExchange& exchange) const
     if (!isUsableRedirect(redirectUri))
     {
         exchange.sendHtml(400, "Bad sign-in request", "The request has no usable \"redirect_uri\".");
+        return;
+    }
+    // Never redirected to, not even with an error: that is what an open redirector does.
+    if (!RedirectUriPolicy::allows(*project, redirectUri))
+    {
+        exchange.sendHtml(400, "Bad sign-in request",
+                          "The \"redirect_uri\" is neither a loopback address nor registered for this project.");
         return;
     }
     const std::optional<std::string> state = exchange.query("state");

@@ -13,8 +13,9 @@ bool parse(RawHttpClient::Answer &answer)
     if (headEnd < 0)
         return false;
     const QList<QByteArray> lines = answer.bytes.left(headEnd).split('\n');
-    const QList<QByteArray> statusLine = lines.value(0).trimmed().split(' ');
-    answer.status = statusLine.value(0).startsWith("HTTP/") ? statusLine.value(1).toInt() : 0;
+    answer.statusLine = lines.value(0).trimmed();
+    const QList<QByteArray> words = answer.statusLine.split(' ');
+    answer.status = words.value(0).startsWith("HTTP/") ? words.value(1).toInt() : 0;
     answer.headers.clear();
     for (int i = 1; i < lines.size(); ++i) {
         const int colon = lines.at(i).indexOf(':');

@@ -17,6 +17,7 @@ public:
         bool ended = false;     //!< complete, or the connection ended, within the bound
         bool closed = false;    //!< the server ended the connection
         int status = 0;         //!< 0: no status line came
+        QByteArray statusLine;  //!< without its line end
         QMap<QByteArray, QByteArray> headers; //!< names in lower case
         QByteArray body;
         QByteArray bytes;       //!< everything received

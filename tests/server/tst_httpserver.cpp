@@ -1,7 +1,6 @@
 #include "server/handlerfactory.h"
 #include "server/handleroauthfactory.h"
 #include "server/httpserver.h"
-#include "server/retiredfactories.h"
 
 #include "emulatorfixture.h"
 #include "napplication.h"
@@ -9,6 +8,7 @@
 
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
+#include <QPointer>
 #include <QTcpSocket>
 #include <QtTest>
 
@@ -21,6 +21,18 @@ namespace {
 
 enum class Protocol { Jwt, OAuth };
 enum class Outcome { Silent, Success, Error };
+enum class Ending { Stop, Restart, Destroy };
+
+// Lets a test hold the factory of the listener it started and watch it go.
+class WatchedFactory : public HandlerFactory
+{
+public:
+    WatchedFactory() { latest = this; }
+
+    static QPointer<WatchedFactory> latest;
+};
+
+QPointer<WatchedFactory> WatchedFactory::latest;
 
 struct Exchange
 {
@@ -51,6 +63,14 @@ void stopServer(IHttpServer &server)
 {
     QTest::ignoreMessage(QtInfoMsg, "Shutting down local server");
     server.stop();
+}
+
+// A listener that is gone must not even accept a connection that nobody would serve.
+bool refusesConnections(quint16 port)
+{
+    QTcpSocket probe;
+    probe.connectToHost(QHostAddress::LocalHost, port);
+    return !probe.waitForConnected(5000) && probe.error() == QAbstractSocket::ConnectionRefusedError;
 }
 
 using Results = QList<QPair<QString, QString>>;
@@ -101,6 +121,7 @@ QPair<QString, QString> callbackResult(Protocol protocol, const QString &token)
 } // namespace
 
 Q_DECLARE_METATYPE(Protocol)
+Q_DECLARE_METATYPE(Ending)
 Q_DECLARE_METATYPE(Exchange)
 
 class TestHttpServer : public QObject
@@ -110,11 +131,12 @@ class TestHttpServer : public QObject
 private Q_SLOTS:
     void initTestCase();
     void init();
-    void cleanup();
 
     void lifecycle_data() { addProtocolRows(); }
     void lifecycle();
-    void resultsInFlightAreDiscardedWithTheOldListener();
+    void resultsInFlightAreDropped_data();
+    void resultsInFlightAreDropped();
+    void listenersInQuickSuccessionAreEachServed();
 
     void wireProtocol_data();
     void wireProtocol();
@@ -126,6 +148,8 @@ private:
 
     EmulatorFixture m_emulator;
     QString m_token;
+    // Never stopped: the process must still end cleanly with a listener running.
+    std::unique_ptr<IHttpServer> m_leftRunning;
 };
 
 void TestHttpServer::addProtocolRows()
@@ -140,6 +164,8 @@ void TestHttpServer::initTestCase()
     QVERIFY(m_emulator.start());
     m_token = m_emulator.token(QStringLiteral("alice@example.com"));
     QCOMPARE(m_token.count(QLatin1Char('.')), 2);
+    m_leftRunning = makeServer(Protocol::OAuth);
+    startServer(*m_leftRunning);
 }
 
 void TestHttpServer::init()
@@ -147,12 +173,6 @@ void TestHttpServer::init()
     m_emulator.clearFaults();
     m_emulator.clearRequests();
     QVERIFY(m_emulator.loadConfig());
-}
-
-void TestHttpServer::cleanup()
-{
-    // Workers of a finished test must not read the configuration while the next one reloads it.
-    QTRY_COMPARE_WITH_TIMEOUT(RetiredFactories::pending(), 0, 15000);
 }
 
 void TestHttpServer::lifecycle()
@@ -178,11 +198,7 @@ void TestHttpServer::lifecycle()
     QTest::ignoreMessage(QtInfoMsg, "Can't stop local server. Server does not started");
     server->stop();
     QCOMPARE(server->port(), int(port));
-    // A stopped server must not even accept a connection that nobody would serve.
-    QTcpSocket probe;
-    probe.connectToHost(QHostAddress::LocalHost, port);
-    QVERIFY(!probe.waitForConnected(5000));
-    QCOMPARE(probe.error(), QAbstractSocket::ConnectionRefusedError);
+    QVERIFY(refusesConnections(port));
 
     const quint16 newPort = startServer(*server);
     QCOMPARE(server->port(), int(newPort));
@@ -190,13 +206,29 @@ void TestHttpServer::lifecycle()
     QTRY_COMPARE(receiver.successes, (Results{result, result}));
 }
 
-void TestHttpServer::resultsInFlightAreDiscardedWithTheOldListener()
+void TestHttpServer::resultsInFlightAreDropped_data()
 {
+    QTest::addColumn<Ending>("ending");
+    QTest::newRow("stopped") << Ending::Stop;
+    QTest::newRow("restarted") << Ending::Restart;
+    QTest::newRow("destroyed") << Ending::Destroy;
+}
+
+void TestHttpServer::resultsInFlightAreDropped()
+{
+    QFETCH(Ending, ending);
     const QUrl validation(NApplication::instance().urlsManager()->validateJWTUrl());
     m_emulator.injectFault(validation, {{"delayMs", 1500}, {"times", 1}});
-    const auto server = makeServer(Protocol::Jwt);
+    auto server = std::make_unique<HttpServer<WatchedFactory>>(nullptr);
     Receiver receiver(server.get());
     const quint16 oldPort = startServer(*server);
+    const QPointer<WatchedFactory> oldFactory = WatchedFactory::latest;
+    QVERIFY(oldFactory);
+    QSignalSpy destroyed(oldFactory.data(), &QObject::destroyed);
+    bool destroyedOnMainThread = false;
+    connect(oldFactory.data(), &QObject::destroyed, [&destroyedOnMainThread] {
+        destroyedOnMainThread = QThread::currentThread() == QCoreApplication::instance()->thread();
+    });
 
     QTcpSocket browser;
     browser.connectToHost(QHostAddress::LocalHost, oldPort);
@@ -204,14 +236,39 @@ void TestHttpServer::resultsInFlightAreDiscardedWithTheOldListener()
     browser.write("GET /?token=" + m_token.toUtf8() + " HTTP/1.1\r\nHost: localhost\r\n\r\n");
     QTRY_COMPARE(m_emulator.requests(validation.path()).size(), 1);
 
-    stopServer(*server);
-    startServer(*server);
-    QVERIFY2(RetiredFactories::pending() > 0, "the old factory is still held by the request in flight");
+    if (ending == Ending::Destroy) {
+        server.reset();
+    } else {
+        stopServer(*server);
+        if (ending == Ending::Restart)
+            startServer(*server);
+    }
+    QVERIFY(refusesConnections(oldPort));
+    QVERIFY2(oldFactory, "the request in flight still holds its factory");
 
-    // The old handler finishes its validation now, and reports into its own factory only.
-    QTRY_COMPARE_WITH_TIMEOUT(RetiredFactories::pending(), 0, 10000);
+    // The old handler finishes its validation now, and reports into its own factory only,
+    // which then goes on the thread it belongs to.
+    QVERIFY(destroyed.wait(10000));
+    QVERIFY(destroyedOnMainThread);
     deliverQueuedResults();
     QCOMPARE(receiver.count(), 0);
+
+    if (ending == Ending::Restart) {
+        QCOMPARE(RawHttpClient::get(quint16(server->port()), "/?token=" + m_token.toUtf8()).status, 302);
+        QTRY_COMPARE(receiver.successes, (Results{{m_token, QString()}}));
+    }
+}
+
+void TestHttpServer::listenersInQuickSuccessionAreEachServed()
+{
+    // More listeners than a thread pool has threads, each gone before the
+    // shutdown of the one before it is over.
+    const auto server = makeServer(Protocol::Jwt);
+    for (int attempt = 0; attempt < 40; ++attempt) {
+        const quint16 port = startServer(*server);
+        QCOMPARE(RawHttpClient::get(port, "/favicon.ico").status, 404);
+        stopServer(*server);
+    }
 }
 
 void TestHttpServer::wireProtocol_data()
@@ -263,6 +320,8 @@ void TestHttpServer::wireProtocol()
     QCOMPARE(receiver.count(), 0);
 
     QCOMPARE(answer.status, row.status);
+    const QMap<int, QByteArray> statusLines{{302, "HTTP/1.1 302 Found"}, {404, "HTTP/1.1 404 Not Found"}};
+    QCOMPARE(answer.statusLine, statusLines.value(row.status));
     QCOMPARE(answer.headers.value("location"),
              row.status == 302 ? NApplication::instance().configManager()->callbackUrl().toUtf8() : QByteArray());
     QCOMPARE(answer.body, row.status == 404 ? QByteArray("Not Found Url") : QByteArray());

@@ -1,0 +1,267 @@
+#include "emulatorfixture.h"
+
+#include <QJsonDocument>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QUrlQuery>
+#include <QtTest>
+
+#include <memory>
+
+namespace {
+
+const QString Demo = QStringLiteral("nimbla-demo-project");
+const QString Confidential = QStringLiteral("nimbla-other-project");
+const QString Loopback = QStringLiteral("http://localhost:5555/");
+
+struct Answer
+{
+    int status = 0;
+    QMap<QByteArray, QByteArray> headers; //!< names in lower case
+    QJsonObject json;
+    QUrl location;
+
+    QString errorDescription() const
+    {
+        return json.value("error").toObject().value("description").toString();
+    }
+};
+
+struct TokenRequest
+{
+    QString project;
+    QByteArray body;           //!< "$CODE" stands for a fresh code of the project
+    QByteArray authorization;  //!< the Authorization header, if any
+    int status;
+    QString error;             //!< the OAuth2 error that the description starts with
+    bool codeSpent;            //!< the request used the code up
+};
+
+QByteArray basic(const QByteArray &credentials)
+{
+    return "Basic " + credentials.toBase64();
+}
+
+} // namespace
+
+Q_DECLARE_METATYPE(TokenRequest)
+
+/*
+ * The emulator's token and authorization endpoints behave as an OAuth2
+ * service would, over real sockets.
+ */
+class TestOAuthServer : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+
+    void tokenRequests_data();
+    void tokenRequests();
+    void replayedCodeRevokesItsTokens();
+    void redirectUris_data();
+    void redirectUris();
+
+private:
+    Answer send(QNetworkRequest request, const QByteArray &body = {}, bool post = false);
+    Answer authorize(const QString &project, const QString &redirectUri);
+    QString freshCode(const QString &project, const QString &redirectUri = Loopback);
+    Answer token(const QString &project, const QByteArray &body, const QByteArray &authorization = {});
+
+    EmulatorFixture m_emulator;
+    QNetworkAccessManager m_network;
+};
+
+void TestOAuthServer::initTestCase()
+{
+    QVERIFY(m_emulator.start());
+}
+
+Answer TestOAuthServer::send(QNetworkRequest request, const QByteArray &body, bool post)
+{
+    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
+    std::unique_ptr<QNetworkReply> reply(post ? m_network.post(request, body) : m_network.get(request));
+    QSignalSpy finished(reply.get(), &QNetworkReply::finished);
+    if (!finished.wait(10000))
+        return {};
+    Answer answer;
+    answer.status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+    for (const QNetworkReply::RawHeaderPair &header : reply->rawHeaderPairs())
+        answer.headers.insert(header.first.toLower(), header.second);
+    answer.json = QJsonDocument::fromJson(reply->readAll()).object();
+    answer.location = reply->attribute(QNetworkRequest::RedirectionTargetAttribute).toUrl();
+    return answer;
+}
+
+Answer TestOAuthServer::authorize(const QString &project, const QString &redirectUri)
+{
+    QUrl url = m_emulator.baseUrl().resolved(QUrl("/projects/" + project + "/social/testbook/authorize"));
+    QUrlQuery query;
+    const int clientId = m_emulator.adminConfig(project).value("oauth2ClientId").toInt();
+    query.addQueryItem("client_id", QString::number(clientId));
+    query.addQueryItem("response_type", "code");
+    query.addQueryItem("state", "S-1");
+    query.addQueryItem("scope", "offline");
+    query.addQueryItem("redirect_uri", QString::fromUtf8(QUrl::toPercentEncoding(redirectUri)));
+    url.setQuery(query);
+    return send(QNetworkRequest(url));
+}
+
+QString TestOAuthServer::freshCode(const QString &project, const QString &redirectUri)
+{
+    return QUrlQuery(authorize(project, redirectUri).location).queryItemValue("code");
+}
+
+Answer TestOAuthServer::token(const QString &project, const QByteArray &body, const QByteArray &authorization)
+{
+    QNetworkRequest request(m_emulator.baseUrl().resolved(QUrl("/projects/" + project + "/oauth2/token")));
+    request.setHeader(QNetworkRequest::ContentTypeHeader, "application/x-www-form-urlencoded");
+    if (!authorization.isEmpty())
+        request.setRawHeader("Authorization", authorization);
+    return send(request, body, true);
+}
+
+void TestOAuthServer::tokenRequests_data()
+{
+    QTest::addColumn<TokenRequest>("row");
+    const QByteArray redirect = "&redirect_uri=" + QUrl::toPercentEncoding(Loopback);
+    const QByteArray exchange = "grant_type=authorization_code&code=$CODE" + redirect;
+    const QByteArray publicClient = exchange + "&client_id=101";
+    const auto row = [](const char *tag, const QString &project, const QByteArray &body,
+                        const QByteArray &authorization, int status, const QString &error, bool codeSpent) {
+        QTest::newRow(tag) << TokenRequest{project, body, authorization, status, error, codeSpent};
+    };
+
+    row("public/client-in-form", Demo, publicClient, {}, 200, {}, true);
+    row("public/basic-without-secret", Demo, exchange, basic("101:"), 200, {}, true);
+    row("public/basic-and-same-form-id", Demo, publicClient, basic("101:"), 200, {}, true);
+    row("public/form-encoded-basic", Demo, exchange, basic("%31%30%31:"), 200, {}, true);
+    row("public/basic-with-a-secret", Demo, exchange, basic("101:guess"), 401, "invalid_client", false);
+    row("unknown-client", Demo, exchange + "&client_id=999", {}, 401, "invalid_client", false);
+    row("unknown-client-in-basic", Demo, exchange, basic("999:"), 401, "invalid_client", false);
+    row("no-client", Demo, exchange, {}, 401, "invalid_client", false);
+    row("bearer-instead-of-basic", Demo, publicClient, "Bearer abc", 401, "invalid_client", false);
+    row("basic-without-colon", Demo, exchange, basic("101"), 401, "invalid_client", false);
+    row("basic-and-form-ids-differ", Demo, exchange + "&client_id=102", basic("101:"), 400, "invalid_request", false);
+    row("secret-in-header-and-form", Confidential, exchange + "&client_secret=other-project-secret",
+        basic("102:other-project-secret"), 400, "invalid_request", false);
+
+    row("confidential/basic", Confidential, exchange, basic("102:other-project-secret"), 200, {}, true);
+    row("confidential/secret-in-form", Confidential, exchange + "&client_id=102&client_secret=other-project-secret",
+        {}, 200, {}, true);
+    row("confidential/wrong-secret", Confidential, exchange, basic("102:guess"), 401, "invalid_client", false);
+    row("confidential/no-secret", Confidential, exchange, basic("102:"), 401, "invalid_client", false);
+    row("confidential/id-alone", Confidential, exchange + "&client_id=102", {}, 401, "invalid_client", false);
+
+    row("no-grant-type", Demo, "code=$CODE&client_id=101" + redirect, {}, 400, "invalid_request", false);
+    row("empty-grant-type", Demo, "grant_type=&code=$CODE&client_id=101" + redirect, {}, 400, "invalid_request", false);
+    row("unknown-grant-type", Demo, "grant_type=password&code=$CODE&client_id=101" + redirect, {}, 400,
+        "unsupported_grant_type", false);
+    row("no-code", Demo, "grant_type=authorization_code&client_id=101" + redirect, {}, 400, "invalid_request", false);
+    row("code-sent-twice", Demo, publicClient + "&code=$CODE", {}, 400, "invalid_request", false);
+    row("client-sent-twice", Demo, publicClient + "&client_id=101", {}, 400, "invalid_request", false);
+    row("no-redirect-uri", Demo, "grant_type=authorization_code&code=$CODE&client_id=101", {}, 400,
+        "invalid_request", false);
+    row("redirect-uri-with-fragment", Demo,
+        "grant_type=authorization_code&code=$CODE&client_id=101&redirect_uri=" + QUrl::toPercentEncoding(Loopback + "#top"),
+        {}, 400, "invalid_request", false);
+    row("redirect-uri-unregistered", Demo,
+        "grant_type=authorization_code&code=$CODE&client_id=101&redirect_uri=https%3A%2F%2Fevil.example.com%2F", {},
+        400, "invalid_request", false);
+    row("redirect-uri-differs", Demo,
+        "grant_type=authorization_code&code=$CODE&client_id=101&redirect_uri=http%3A%2F%2Flocalhost%3A5556%2F", {},
+        400, "invalid_grant", true);
+    row("unknown-code", Demo, "grant_type=authorization_code&code=nosuch&client_id=101" + redirect, {}, 400,
+        "invalid_grant", false);
+}
+
+void TestOAuthServer::tokenRequests()
+{
+    QFETCH(TokenRequest, row);
+    const QString code = freshCode(row.project);
+    QVERIFY(code.startsWith("code-"));
+
+    const Answer answer = token(row.project, QByteArray(row.body).replace("$CODE", code.toUtf8()), row.authorization);
+    QCOMPARE(answer.status, row.status);
+    QCOMPARE(answer.headers.value("cache-control"), QByteArray("no-store"));
+    QCOMPARE(answer.headers.value("pragma"), QByteArray("no-cache"));
+    QCOMPARE(answer.headers.contains("www-authenticate"), row.status == 401);
+    if (row.status == 200) {
+        QCOMPARE(answer.json.value("token_type").toString(), QStringLiteral("bearer"));
+        QCOMPARE(answer.json.value("access_token").toString().count('.'), 2);
+        QVERIFY(answer.json.value("refresh_token").toString().startsWith("refresh-"));
+    } else {
+        // The shape the library reads its failure text from.
+        QVERIFY2(answer.errorDescription().startsWith(row.error + ": "), qPrintable(answer.errorDescription()));
+        QCOMPARE(answer.json.value("error").toObject().value("code").toInt(), row.status);
+    }
+
+    const Answer retry = token(row.project, "grant_type=authorization_code&code=" + code.toUtf8() + "&redirect_uri="
+                                                    + QUrl::toPercentEncoding(Loopback),
+                               row.project == Demo ? basic("101:") : basic("102:other-project-secret"));
+    QCOMPARE(retry.status, row.codeSpent ? 400 : 200);
+}
+
+void TestOAuthServer::replayedCodeRevokesItsTokens()
+{
+    const QByteArray client = "&client_id=101&redirect_uri=" + QUrl::toPercentEncoding(Loopback);
+    const auto exchangeCode = [&](const QString &code) {
+        return token(Demo, "grant_type=authorization_code&code=" + code.toUtf8() + client);
+    };
+    const auto refresh = [&](const QString &refreshToken) {
+        return token(Demo, "grant_type=refresh_token&refresh_token=" + refreshToken.toUtf8() + client);
+    };
+
+    const QString stolen = freshCode(Demo);
+    const Answer first = exchangeCode(stolen);
+    QCOMPARE(first.status, 200);
+    const Answer rotated = refresh(first.json.value("refresh_token").toString());
+    QCOMPARE(rotated.status, 200);
+    const Answer unrelated = exchangeCode(freshCode(Demo));
+    QCOMPARE(unrelated.status, 200);
+
+    const Answer replay = exchangeCode(stolen);
+    QCOMPARE(replay.status, 400);
+    QCOMPARE(replay.errorDescription(), QStringLiteral("invalid_grant: authorization code is unknown or already used"));
+
+    // The whole chain that the code started is gone, rotated tokens included; other sign-ins are not touched.
+    const Answer revoked = refresh(rotated.json.value("refresh_token").toString());
+    QCOMPARE(revoked.status, 400);
+    QCOMPARE(revoked.errorDescription(), QStringLiteral("invalid_grant: refresh token is unknown or already used"));
+    QCOMPARE(refresh(unrelated.json.value("refresh_token").toString()).status, 200);
+}
+
+void TestOAuthServer::redirectUris_data()
+{
+    QTest::addColumn<QString>("redirectUri");
+    QTest::addColumn<bool>("allowed");
+    QTest::newRow("localhost") << "http://localhost:5555/" << true;
+    QTest::newRow("ipv4-loopback") << "http://127.0.0.1:5555/cb" << true;
+    QTest::newRow("other-ipv4-loopback") << "http://127.8.9.10:5555/" << true;
+    QTest::newRow("ipv6-loopback") << "http://[::1]:5555/" << true;
+    QTest::newRow("registered") << "https://launcher.example.com/signed-in" << true;
+    QTest::newRow("registered-with-other-path") << "https://launcher.example.com/other" << false;
+    QTest::newRow("unregistered") << "https://evil.example.com/" << false;
+    QTest::newRow("loopback-lookalike-host") << "http://localhost.example.com/" << false;
+    QTest::newRow("loopback-address-as-subdomain") << "http://127.0.0.1.example.com/" << false;
+    QTest::newRow("loopback-with-fragment") << "http://localhost:5555/#top" << false;
+    QTest::newRow("registered-with-empty-fragment") << "https://launcher.example.com/signed-in#" << false;
+}
+
+void TestOAuthServer::redirectUris()
+{
+    QFETCH(QString, redirectUri);
+    QFETCH(bool, allowed);
+    const Answer answer = authorize(Demo, redirectUri);
+    QCOMPARE(answer.status, allowed ? 302 : 400);
+    // A refused address is never redirected to, not even with an error.
+    QCOMPARE(answer.location.isEmpty(), !allowed);
+    if (allowed) {
+        QCOMPARE(answer.location.adjusted(QUrl::RemoveQuery), QUrl(redirectUri));
+        QVERIFY(QUrlQuery(answer.location).queryItemValue("code").startsWith("code-"));
+    }
+}
+
+QTEST_GUILESS_MAIN(TestOAuthServer)
+#include "tst_oauthserver.moc"
