@@ -3,6 +3,7 @@
 #include "napplication.h"
 
 #include <QCoreApplication>
+#include <QEventLoop>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QPointer>
@@ -65,8 +66,13 @@ QNetworkAccessManager *threadManager()
     // Never destroyed: worker threads of a thread pool may outlive every
     // static object, and each still deletes its own manager when it exits.
     static auto *managers = new QThreadStorage<QNetworkAccessManager *>;
-    if (!managers->hasLocalData())
+    if (!managers->hasLocalData()) {
+        // A thread that Qt did not start (the callback server's POCO workers)
+        // has no event dispatcher until an event loop is made on it, and the
+        // deadline timer of its first request would never fire without one.
+        QEventLoop dispatcherMaker;
         managers->setLocalData(new GuardedNetworkAccessManager);
+    }
     return managers->localData();
 }
 
