@@ -184,18 +184,22 @@ public:
     SecretService *acquire(Deadline deadline, Failure *failure)
     {
         std::unique_lock<std::mutex> lock(m_mutex);
-        if (m_service)
-            return static_cast<SecretService *>(g_object_ref(m_service));
-        const std::shared_ptr<Attempt> attempt = attemptBy(deadline);
-        if (!m_finished.wait_until(lock, deadline, [&attempt] { return attempt->finished; })) {
-            *failure = describeTimeout();
-            return nullptr;
+        for (;;) {
+            if (m_service)
+                return static_cast<SecretService *>(g_object_ref(m_service));
+            const std::shared_ptr<Attempt> attempt = attemptBy(deadline);
+            // An attempt already cut off for an earlier caller is no answer for this one,
+            // which tries again in its own time once that attempt has ended.
+            const bool cutOff = attempt->watchdog.fired();
+            if (!m_finished.wait_until(lock, deadline, [&attempt] { return attempt->finished; })) {
+                *failure = describeTimeout();
+                return nullptr;
+            }
+            if (!m_service && !cutOff) {
+                *failure = attempt->failure;
+                return nullptr;
+            }
         }
-        if (!m_service) {
-            *failure = attempt->failure;
-            return nullptr;
-        }
-        return static_cast<SecretService *>(g_object_ref(m_service));
     }
 
     //! A call on \a service failed: the next call connects afresh, in case the daemon has gone.
