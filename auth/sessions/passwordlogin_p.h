@@ -16,15 +16,18 @@ inline CredentialRecord savedAccount()
     return readCredential(NApplication::instance().appAccountName());
 }
 
-// A refused write is reported by the vault layer's own warnings; sign-in goes on regardless.
+// Saved from the reply handler on the GUI thread, where waiting for the vault stalled the
+// interface for 5 to 100 ms: the write is queued, and the next session's savedAccount()
+// already reads it. A refused write is reported by the vault layer's own warnings;
+// sign-in goes on regardless.
 inline void saveAccount(const QString &login, const QString &password)
 {
-    writeCredential({NApplication::instance().appAccountName(), login, password});
+    queueCredentialWrite({NApplication::instance().appAccountName(), login, password});
 }
 
 inline void forgetAccount()
 {
-    deleteCredential(NApplication::instance().appAccountName());
+    queueCredentialRemoval(NApplication::instance().appAccountName());
 }
 
 } // namespace PasswordLogin

@@ -1,16 +1,20 @@
 // Before any Qt header: GLib uses "signals" as a field name, which Qt defines as a keyword.
+// The path-level calls, which libsecret marks as subject to change, spare a read the proxy
+// objects that the object-level calls build for every collection and item, with their
+// round trips to the daemon; a read runs while the GUI thread waits for it.
+#define SECRET_API_SUBJECT_TO_CHANGE
 #include <libsecret/secret.h>
 
-#include "credentials.h"
+#include "credentials_p.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QLoggingCategory>
 
-#include <chrono>
 #include <condition_variable>
 #include <cstdio>
 #include <cwchar>
+#include <memory>
 #include <mutex>
 #include <thread>
 
@@ -18,11 +22,11 @@ namespace NimblaSDK {
 
 Q_LOGGING_CATEGORY(lcCredentials, "NimblaSDK.Auth.Credentials")
 
+namespace CredentialBackend {
+
 namespace {
 
-// A frozen daemon keeps a synchronous call waiting for about fifty seconds;
-// the caller is the GUI thread, so every call is cut off well before that.
-constexpr std::chrono::milliseconds ServiceTimeout{2000};
+using Clock = std::chrono::steady_clock;
 
 const char *const TargetAttribute = "target";
 const char *const UserNameField = "userName";
@@ -42,12 +46,20 @@ const SecretSchema *credentialSchema()
     return &schema;
 }
 
-// Cancels the calls of one operation when the service has not answered in time.
+QString unansweredCause()
+{
+    return QStringLiteral("the Secret Service did not answer within %1 ms").arg(ServiceTimeout.count());
+}
+
+// A frozen daemon keeps a synchronous call waiting for about fifty seconds: the
+// calls made for one deadline are cancelled when it passes. The deadline can move
+// later while the calls run, for a connection that a later caller waits for too.
 class Watchdog
 {
 public:
-    Watchdog()
+    explicit Watchdog(Deadline deadline)
         : m_cancellable(g_cancellable_new())
+        , m_deadline(deadline)
         , m_thread([this] { run(); })
     {
     }
@@ -74,19 +86,32 @@ public:
         return m_fired;
     }
 
+    void extend(Deadline deadline)
+    {
+        {
+            std::lock_guard<std::mutex> lock(m_mutex);
+            m_deadline = std::max(m_deadline, deadline);
+        }
+        m_wake.notify_one();
+    }
+
 private:
     void run()
     {
         std::unique_lock<std::mutex> lock(m_mutex);
-        if (!m_wake.wait_for(lock, ServiceTimeout, [this] { return m_done; })) {
-            m_fired = true;
-            g_cancellable_cancel(m_cancellable);
+        while (!m_done) {
+            if (m_wake.wait_until(lock, m_deadline) == std::cv_status::timeout && Clock::now() >= m_deadline) {
+                m_fired = true;
+                g_cancellable_cancel(m_cancellable);
+                return;
+            }
         }
     }
 
     GCancellable *m_cancellable;
     mutable std::mutex m_mutex;
     std::condition_variable m_wake;
+    Deadline m_deadline;
     bool m_done = false;
     bool m_fired = false;
     std::thread m_thread;
@@ -108,8 +133,7 @@ Failure describe(const GError *error, const Watchdog &watchdog, const QString &f
         failure.message = QString::fromUtf8(error->message);
     }
     if (watchdog.fired()) {
-        failure.cause = QStringLiteral("the Secret Service did not answer within %1 ms")
-                            .arg(ServiceTimeout.count());
+        failure.cause = unansweredCause();
     } else if (error && error->domain == G_DBUS_ERROR
                && (error->code == G_DBUS_ERROR_SERVICE_UNKNOWN || error->code == G_DBUS_ERROR_NAME_HAS_NO_OWNER)) {
         failure.cause = QStringLiteral("no Secret Service is running");
@@ -121,66 +145,210 @@ Failure describe(const GError *error, const Watchdog &watchdog, const QString &f
     return failure;
 }
 
-// Reaches an unlocked default keyring, or says why there is none.
-class Keyring
+Failure describeTimeout()
+{
+    Failure failure;
+    failure.cause = unansweredCause();
+    failure.message = failure.cause;
+    return failure;
+}
+
+/*
+ * The session with the Secret Service, opened once and kept for every later call, so
+ * that a call costs only its own round trips.
+ *
+ * Connecting runs on a thread of its own, never on the vault's thread: GDBus greets a
+ * new bus with a Hello that no cancellable reaches, so a bus that accepts the
+ * connection and then never answers holds the attempt for D-Bus's 25 s default. The
+ * callers stop waiting at their own deadline; the attempt is left to end by itself and
+ * is never joined, so that it cannot hold up the exit either.
+ */
+class ServiceConnection
 {
 public:
-    explicit Keyring(const Watchdog &watchdog)
+    static ServiceConnection &instance()
     {
+        // Never destroyed: a stuck attempt may still refer to it when the process ends.
+        static ServiceConnection *const connection = new ServiceConnection;
+        return *connection;
+    }
+
+    //! Starts connecting unless connected or already connecting.
+    void prepare(Deadline deadline)
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        attemptBy(deadline);
+    }
+
+    //! A new reference to the service, or null and why, waiting for the attempt at most until \a deadline.
+    SecretService *acquire(Deadline deadline, Failure *failure)
+    {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        for (;;) {
+            if (m_service)
+                return static_cast<SecretService *>(g_object_ref(m_service));
+            const std::shared_ptr<Attempt> attempt = attemptBy(deadline);
+            // An attempt already cut off for an earlier caller is no answer for this one,
+            // which tries again in its own time once that attempt has ended.
+            const bool cutOff = attempt->watchdog.fired();
+            if (!m_finished.wait_until(lock, deadline, [&attempt] { return attempt->finished; })) {
+                *failure = describeTimeout();
+                return nullptr;
+            }
+            if (!m_service && !cutOff) {
+                *failure = attempt->failure;
+                return nullptr;
+            }
+        }
+    }
+
+    //! A call on \a service failed: the next call connects afresh, in case the daemon has gone.
+    void forget(SecretService *service)
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        if (m_service != service)
+            return;
+        g_object_unref(m_service);
+        m_service = nullptr;
+    }
+
+private:
+    struct Attempt
+    {
+        explicit Attempt(Deadline deadline)
+            : watchdog(deadline)
+        {
+        }
+
+        Watchdog watchdog;
+        bool finished = false;
+        Failure failure;
+    };
+
+    ServiceConnection() = default;
+
+    // The running attempt, started if there is none, cancelled no earlier than \a deadline.
+    std::shared_ptr<Attempt> attemptBy(Deadline deadline)
+    {
+        if (m_service)
+            return nullptr;
+        if (m_attempt) {
+            m_attempt->watchdog.extend(deadline);
+            return m_attempt;
+        }
+        m_attempt = std::make_shared<Attempt>(deadline);
+        std::thread([this, attempt = m_attempt] { connect(attempt); }).detach();
+        return m_attempt;
+    }
+
+    void connect(const std::shared_ptr<Attempt> &attempt)
+    {
+        const Watchdog &watchdog = attempt->watchdog;
+        Failure failure;
+        SecretService *service = nullptr;
         GError *error = nullptr;
         GDBusConnection *bus = g_bus_get_sync(G_BUS_TYPE_SESSION, watchdog.cancellable(), &error);
         if (!bus) {
-            fail(describe(error, watchdog, QStringLiteral("no D-Bus session bus is available")), error);
-            return;
+            failure = describe(error, watchdog, QStringLiteral("no D-Bus session bus is available"));
+        } else {
+            // A service of our own rather than libsecret's shared one, so that forgetting it
+            // after a failure really means a new session with the daemon.
+            service = SECRET_SERVICE(secret_service_open_sync(SECRET_TYPE_SERVICE, nullptr, SECRET_SERVICE_OPEN_SESSION,
+                                                              watchdog.cancellable(), &error));
+            if (!service)
+                failure = describe(error, watchdog, QStringLiteral("no Secret Service is running"));
+            g_object_unref(bus);
         }
-        g_object_unref(bus);
+        if (error)
+            g_error_free(error);
 
-        m_service = secret_service_get_sync(SECRET_SERVICE_NONE, watchdog.cancellable(), &error);
-        if (!m_service) {
-            fail(describe(error, watchdog, QStringLiteral("no Secret Service is running")), error);
-            return;
+        {
+            std::lock_guard<std::mutex> lock(m_mutex);
+            attempt->finished = true;
+            attempt->failure = failure;
+            m_service = service;
+            m_attempt.reset();
         }
-
-        SecretCollection *collection = secret_collection_for_alias_sync(
-            m_service, SECRET_COLLECTION_DEFAULT, SECRET_COLLECTION_NONE, watchdog.cancellable(), &error);
-        if (!collection) {
-            fail(describe(error, watchdog, QStringLiteral("there is no default keyring")), error);
-            return;
-        }
-        const bool locked = secret_collection_get_locked(collection);
-        g_object_unref(collection);
-        if (locked) {
-            // Unlocking means a password prompt, which would hold the GUI thread for as long as the
-            // user takes; the caller gets the failure and asks for the password itself.
-            fail(describe(nullptr, watchdog, QStringLiteral("the default keyring is locked")), nullptr);
-            return;
-        }
-        m_ok = true;
+        m_finished.notify_all();
     }
 
-    ~Keyring()
+    std::mutex m_mutex;
+    std::condition_variable m_finished;
+    SecretService *m_service = nullptr;
+    std::shared_ptr<Attempt> m_attempt;
+};
+
+// One vault operation: the service and a watchdog that cuts every call at the operation's
+// deadline; or the failure why there is no service.
+class Operation
+{
+public:
+    explicit Operation(Deadline deadline)
+        : m_watchdog(deadline)
+    {
+        m_service = ServiceConnection::instance().acquire(deadline, &m_failure);
+    }
+
+    ~Operation()
     {
         if (m_service)
             g_object_unref(m_service);
     }
 
-    Keyring(const Keyring &) = delete;
-    Keyring &operator=(const Keyring &) = delete;
+    Operation(const Operation &) = delete;
+    Operation &operator=(const Operation &) = delete;
 
-    bool ok() const { return m_ok; }
+    bool connected() const { return m_service; }
     SecretService *service() const { return m_service; }
+    GCancellable *cancellable() const { return m_watchdog.cancellable(); }
     const Failure &failure() const { return m_failure; }
 
-private:
-    void fail(const Failure &failure, GError *error)
+    //! Takes \a error, which may be null, as the operation's failure.
+    const Failure &fail(GError *error, const QString &fallbackCause)
     {
-        m_failure = failure;
-        if (error)
+        m_failure = describe(error, m_watchdog, fallbackCause);
+        if (error) {
+            ServiceConnection::instance().forget(m_service);
             g_error_free(error);
+        }
+        return m_failure;
     }
 
+    //! Whether the default keyring exists and is unlocked; otherwise the failure says which.
+    bool keyringUnlocked()
+    {
+        GError *error = nullptr;
+        gchar *path = secret_service_read_alias_dbus_path_sync(m_service, SECRET_COLLECTION_DEFAULT, cancellable(), &error);
+        if (!path) {
+            fail(error, QStringLiteral("there is no default keyring"));
+            return false;
+        }
+        GDBusProxy *proxy = G_DBUS_PROXY(m_service);
+        GVariant *reply = g_dbus_connection_call_sync(
+            g_dbus_proxy_get_connection(proxy), g_dbus_proxy_get_name(proxy), path, "org.freedesktop.DBus.Properties",
+            "Get", g_variant_new("(ss)", "org.freedesktop.Secret.Collection", "Locked"), G_VARIANT_TYPE("(v)"),
+            G_DBUS_CALL_FLAGS_NONE, -1, cancellable(), &error);
+        g_free(path);
+        if (!reply) {
+            fail(error, QStringLiteral("there is no default keyring"));
+            return false;
+        }
+        GVariant *locked = nullptr;
+        g_variant_get(reply, "(v)", &locked);
+        const bool unlocked = g_variant_is_of_type(locked, G_VARIANT_TYPE_BOOLEAN) && !g_variant_get_boolean(locked);
+        g_variant_unref(locked);
+        g_variant_unref(reply);
+        if (!unlocked) {
+            // Unlocking means a password prompt, which would hold the caller for as long as the
+            // user takes; the caller gets the failure and asks for the password itself.
+            fail(nullptr, QStringLiteral("the default keyring is locked"));
+        }
+        return unlocked;
+    }
+
+private:
+    Watchdog m_watchdog;
     SecretService *m_service = nullptr;
-    bool m_ok = false;
     Failure m_failure;
 };
 
@@ -215,6 +383,113 @@ void warnFailure(const char *operation, const QString &target, const Failure &fa
                                            << QStringLiteral("(%1)").arg(failure.message);
 }
 
+} // namespace
+
+void prepare()
+{
+    ServiceConnection::instance().prepare(Clock::now() + ServiceTimeout);
+}
+
+std::optional<CredentialRecord> read(const QString &target, Deadline deadline)
+{
+    Operation operation(deadline);
+    if (!operation.connected()) {
+        warnFailure("read", target, operation.failure());
+        return std::nullopt;
+    }
+
+    const Attributes attributes(target);
+    GError *error = nullptr;
+    gchar **unlocked = nullptr;
+    gchar **locked = nullptr;
+    if (!secret_service_search_for_dbus_paths_sync(operation.service(), credentialSchema(), attributes.table(),
+                                                   operation.cancellable(), &unlocked, &locked, &error)) {
+        warnFailure("read", target, operation.fail(error, QStringLiteral("the Secret Service refused the lookup")));
+        return std::nullopt;
+    }
+    const bool found = unlocked && unlocked[0];
+    const bool foundLocked = locked && locked[0];
+    SecretValue *value = found ? secret_service_get_secret_for_dbus_path_sync(operation.service(), unlocked[0],
+                                                                              operation.cancellable(), &error)
+                               : nullptr;
+    g_strfreev(unlocked);
+    g_strfreev(locked);
+    if (error) {
+        warnFailure("read", target, operation.fail(error, QStringLiteral("the Secret Service refused the lookup")));
+        return std::nullopt;
+    }
+    if (!value) {
+        // Nothing to read is silent, unless the keyring that would hold the item cannot be read.
+        if (foundLocked)
+            warnFailure("read", target, operation.fail(nullptr, QStringLiteral("the default keyring is locked")));
+        else if (!found && !operation.keyringUnlocked())
+            warnFailure("read", target, operation.failure());
+        return std::nullopt;
+    }
+
+    gsize length = 0;
+    const gchar *bytes = secret_value_get(value, &length);
+    const QJsonObject stored = QJsonDocument::fromJson(QByteArray(bytes, int(length))).object();
+    secret_value_unref(value);
+
+    const QJsonValue userName = stored.value(QLatin1String(UserNameField));
+    const QJsonValue secret = stored.value(QLatin1String(SecretField));
+    if (!userName.isString() || !secret.isString()) {
+        warnFailure("read", target, operation.fail(nullptr, QStringLiteral("the stored item is not a credential record")));
+        return std::nullopt;
+    }
+    return CredentialRecord{target, userName.toString(), secret.toString()};
+}
+
+bool write(const CredentialRecord &record, Deadline deadline)
+{
+    Operation operation(deadline);
+    if (operation.connected() && operation.keyringUnlocked()) {
+        // The user name travels inside the secret so that a target holds exactly one item,
+        // whatever user name was written before.
+        const QJsonObject content{{QLatin1String(UserNameField), record.userName},
+                                  {QLatin1String(SecretField), record.secret}};
+        const QByteArray secretText = QJsonDocument(content).toJson(QJsonDocument::Compact);
+        SecretValue *value = secret_value_new(secretText.constData(), secretText.size(), "application/json");
+        const Attributes attributes(record.target);
+        const QByteArray label = QStringLiteral("NIMBLA %1").arg(record.target).toUtf8();
+
+        GError *error = nullptr;
+        const bool stored = secret_service_store_sync(operation.service(), credentialSchema(), attributes.table(),
+                                                      SECRET_COLLECTION_DEFAULT, label.constData(), value,
+                                                      operation.cancellable(), &error);
+        secret_value_unref(value);
+        if (stored && !error)
+            return true;
+        operation.fail(error, QStringLiteral("the Secret Service refused to store the item"));
+    }
+
+    const Failure &failure = operation.failure();
+    warnFailure("write", record.target, failure);
+    qWarning().noquote().nospace() << "Error while saving credentials: code " << unsigned(failure.code);
+    qWarning().noquote().nospace() << "Error while saving credentials: " << failure.message;
+    return false;
+}
+
+bool remove(const QString &target, Deadline deadline)
+{
+    Operation operation(deadline);
+    if (!operation.connected() || !operation.keyringUnlocked()) {
+        warnFailure("delete", target, operation.failure());
+        return false;
+    }
+
+    const Attributes attributes(target);
+    GError *error = nullptr;
+    const bool removed = secret_service_clear_sync(operation.service(), credentialSchema(), attributes.table(),
+                                                   operation.cancellable(), &error);
+    if (error) {
+        warnFailure("delete", target, operation.fail(error, QStringLiteral("the Secret Service refused the removal")));
+        return false;
+    }
+    return removed;
+}
+
 // glibc ties a stream to one character width on its first use; wide output on a stream
 // that already carries narrow text is dropped, and wide output on a fresh stream would
 // silence every later narrow write of the host application. So the line goes out wide
@@ -228,111 +503,6 @@ void printReadTrace()
     std::fflush(stdout);
 }
 
-} // namespace
-
-CredentialRecord readCredential(const QString &target)
-{
-    Watchdog watchdog;
-    Keyring keyring(watchdog);
-    if (!keyring.ok()) {
-        warnFailure("read", target, keyring.failure());
-        return {};
-    }
-
-    const Attributes attributes(target);
-    GError *error = nullptr;
-    SecretValue *value = secret_service_lookup_sync(keyring.service(), credentialSchema(), attributes.table(),
-                                                    watchdog.cancellable(), &error);
-    if (error) {
-        warnFailure("read", target, describe(error, watchdog, QStringLiteral("the Secret Service refused the lookup")));
-        g_error_free(error);
-        if (value)
-            secret_value_unref(value);
-        return {};
-    }
-    if (!value)
-        return {};
-
-    gsize length = 0;
-    const gchar *bytes = secret_value_get(value, &length);
-    const QJsonObject stored = QJsonDocument::fromJson(QByteArray(bytes, int(length))).object();
-    secret_value_unref(value);
-
-    const QJsonValue userName = stored.value(QLatin1String(UserNameField));
-    const QJsonValue secret = stored.value(QLatin1String(SecretField));
-    if (!userName.isString() || !secret.isString()) {
-        Failure failure;
-        failure.cause = QStringLiteral("the stored item is not a credential record");
-        failure.message = failure.cause;
-        warnFailure("read", target, failure);
-        return {};
-    }
-
-    printReadTrace();
-    return {target, userName.toString(), secret.toString()};
-}
-
-bool writeCredential(const CredentialRecord &record)
-{
-    Watchdog watchdog;
-    Keyring keyring(watchdog);
-    Failure failure;
-    bool stored = false;
-
-    if (keyring.ok()) {
-        // The user name travels inside the secret so that a target holds exactly one item,
-        // whatever user name was written before.
-        const QJsonObject content{{QLatin1String(UserNameField), record.userName},
-                                  {QLatin1String(SecretField), record.secret}};
-        const QByteArray secretText = QJsonDocument(content).toJson(QJsonDocument::Compact);
-        SecretValue *value = secret_value_new(secretText.constData(), secretText.size(), "application/json");
-        const Attributes attributes(record.target);
-        const QByteArray label = QStringLiteral("NIMBLA %1").arg(record.target).toUtf8();
-
-        GError *error = nullptr;
-        stored = secret_service_store_sync(keyring.service(), credentialSchema(), attributes.table(),
-                                           SECRET_COLLECTION_DEFAULT, label.constData(), value,
-                                           watchdog.cancellable(), &error);
-        secret_value_unref(value);
-        if (error) {
-            stored = false;
-            failure = describe(error, watchdog, QStringLiteral("the Secret Service refused to store the item"));
-            g_error_free(error);
-        } else if (!stored) {
-            failure = describe(nullptr, watchdog, QStringLiteral("the Secret Service refused to store the item"));
-        }
-    } else {
-        failure = keyring.failure();
-    }
-
-    if (stored)
-        return true;
-
-    warnFailure("write", record.target, failure);
-    qWarning().noquote().nospace() << "Error while saving credentials: code " << unsigned(failure.code);
-    qWarning().noquote().nospace() << "Error while saving credentials: " << failure.message;
-    return false;
-}
-
-bool deleteCredential(const QString &target)
-{
-    Watchdog watchdog;
-    Keyring keyring(watchdog);
-    if (!keyring.ok()) {
-        warnFailure("delete", target, keyring.failure());
-        return false;
-    }
-
-    const Attributes attributes(target);
-    GError *error = nullptr;
-    const bool removed = secret_service_clear_sync(keyring.service(), credentialSchema(), attributes.table(),
-                                                   watchdog.cancellable(), &error);
-    if (error) {
-        warnFailure("delete", target, describe(error, watchdog, QStringLiteral("the Secret Service refused the removal")));
-        g_error_free(error);
-        return false;
-    }
-    return removed;
-}
+} // namespace CredentialBackend
 
 } // namespace NimblaSDK

@@ -1,4 +1,4 @@
-#include "credentials.h"
+#include "credentials_p.h"
 
 #include "wincredentialvault.h"
 
@@ -11,7 +11,15 @@ namespace NimblaSDK {
 
 Q_LOGGING_CATEGORY(lcCredentials, "NimblaSDK.Auth.Credentials")
 
-CredentialRecord readCredential(const QString &target)
+namespace CredentialBackend {
+
+// The Credential Manager is a local service with no connection to prepare, and its
+// calls take no deadline: the operating system bounds them itself.
+void prepare()
+{
+}
+
+std::optional<CredentialRecord> read(const QString &target, Deadline)
 {
     WinCredentialVault::Credential credential;
     const WinCredentialVault::Outcome outcome = WinCredentialVault::read(target.toStdWString(), &credential);
@@ -19,15 +27,13 @@ CredentialRecord readCredential(const QString &target)
         if (outcome.status != WinCredentialVault::Status::NotFound)
             qCWarning(lcCredentials).noquote() << "Cannot read the credential" << target << "- code" << outcome.code
                                                << QString::fromStdWString(outcome.message);
-        return {};
+        return std::nullopt;
     }
-    // Console trace that the launcher's support scripts look for.
-    std::wprintf(L"All right!\n");
-    std::fflush(stdout);
-    return {target, QString::fromStdWString(credential.userName), QString::fromStdWString(credential.secret)};
+    return CredentialRecord{target, QString::fromStdWString(credential.userName),
+                            QString::fromStdWString(credential.secret)};
 }
 
-bool writeCredential(const CredentialRecord &record)
+bool write(const CredentialRecord &record, Deadline)
 {
     const WinCredentialVault::Credential credential{record.userName.toStdWString(), record.secret.toStdWString()};
     const WinCredentialVault::Outcome outcome = WinCredentialVault::write(record.target.toStdWString(), credential);
@@ -42,7 +48,7 @@ bool writeCredential(const CredentialRecord &record)
     return false;
 }
 
-bool deleteCredential(const QString &target)
+bool remove(const QString &target, Deadline)
 {
     const WinCredentialVault::Outcome outcome = WinCredentialVault::remove(target.toStdWString());
     if (!outcome.ok() && outcome.status != WinCredentialVault::Status::NotFound)
@@ -50,5 +56,13 @@ bool deleteCredential(const QString &target)
                                            << QString::fromStdWString(outcome.message);
     return outcome.ok();
 }
+
+void printReadTrace()
+{
+    std::wprintf(L"All right!\n");
+    std::fflush(stdout);
+}
+
+} // namespace CredentialBackend
 
 } // namespace NimblaSDK

@@ -80,6 +80,8 @@ private Q_SLOTS:
     void credentialHelpersKeepUserAndSecret_data();
     void credentialHelpersKeepUserAndSecret();
     void independentClientSeesOneItemPerTarget();
+    void queuedCallsReachTheVault_data();
+    void queuedCallsReachTheVault();
 
     void readTraceOnStandardOutput_data();
     void readTraceOnStandardOutput();
@@ -290,6 +292,48 @@ void TestSecureStorage::independentClientSeesOneItemPerTarget()
     const QPair<int, QByteArray> after = runSecretTool("lookup target " + key);
     QVERIFY(after.first > 0);
     QCOMPARE(after.second, QByteArray());
+}
+
+void TestSecureStorage::queuedCallsReachTheVault_data()
+{
+    QTest::addColumn<QStringList>("calls");
+    QTest::addColumn<QString>("expectedUser");
+
+    // "write <user>" queues a write, "remove" a removal, in this order.
+    QTest::newRow("write") << QStringList{"write first"} << "first";
+    QTest::newRow("write-then-removal") << QStringList{"write first", "remove"} << "";
+    QTest::newRow("removal-then-write") << QStringList{"remove", "write first"} << "first";
+    QTest::newRow("two-writes") << QStringList{"write first", "write second"} << "second";
+    QTest::newRow("after-a-waited-write") << QStringList{"write-waited first", "write second", "remove", "write third"}
+                                          << "third";
+}
+
+void TestSecureStorage::queuedCallsReachTheVault()
+{
+    QFETCH(QStringList, calls);
+    QFETCH(QString, expectedUser);
+    const QString key = freshKey(QStringLiteral("queued"));
+
+    for (const QString &call : qAsConst(calls)) {
+        const QString user = call.section(QLatin1Char(' '), 1);
+        if (call.startsWith(QLatin1String("write-waited")))
+            QVERIFY(NimblaSDK::writeCredential({key, user, user + QStringLiteral("-secret")}));
+        else if (call.startsWith(QLatin1String("write")))
+            NimblaSDK::queueCredentialWrite({key, user, user + QStringLiteral("-secret")});
+        else
+            NimblaSDK::queueCredentialRemoval(key);
+    }
+    const QStringList expected = expectedUser.isEmpty()
+            ? QStringList{QString(), QString(), QString()}
+            : QStringList{key, expectedUser, expectedUser + QStringLiteral("-secret")};
+    QCOMPARE(fields(NimblaSDK::readCredential(key)), expected);
+
+    // The vault keeps the order of the calls: a waited call on another target ends after the queued ones.
+    QCOMPARE(NimblaSDK::readCredential(freshKey(QStringLiteral("after-queue"))).target, QString());
+    // What a later start of the launcher finds, seen by a client of its own.
+    const QByteArray stored = runSecretTool("lookup xdg:schema org.nimbla.Credential target " + key).second;
+    QCOMPARE(QJsonDocument::fromJson(stored).object().value(QStringLiteral("userName")).toString(), expectedUser);
+    QCOMPARE(fields(NimblaSDK::readCredential(key)), expected);
 }
 
 void TestSecureStorage::readTraceOnStandardOutput_data()

@@ -1,7 +1,8 @@
 // The vault when it cannot serve: no session bus at all (how CTest starts this test),
 // a bus without a Secret Service, a locked keyring and a frozen keyring daemon, each
-// built here on a private bus. The operations run in a child process per case, since
-// a process keeps the first bus it reaches.
+// built here on a private bus, and a bus that lets the client in and then never answers,
+// served by this test. The operations run in a child process per case, since a process
+// keeps the first bus it reaches.
 
 #include "storage/credentials.h"
 #include "storage/nativesecurejsonobjectstorage.h"
@@ -13,8 +14,12 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QJsonObject>
+#include <QLocalServer>
+#include <QLocalSocket>
 #include <QProcess>
 #include <QRegularExpression>
+#include <QSet>
+#include <QSignalSpy>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
@@ -37,6 +42,8 @@ constexpr qint64 OperationBoundMs = 2800;
 constexpr qint64 WatchdogMs = 2000;
 
 // One "<operation> <outcome> <milliseconds>" line per operation, for the parent to judge.
+// Then a write that is only queued, and its failure reported while the application quits:
+// "queued <milliseconds to queue> <read from the queue> <milliseconds to read>".
 int runProbe()
 {
     NativeSecureJsonObjectStorage storage(ProbeKey);
@@ -49,10 +56,71 @@ int runProbe()
     std::printf("read %d %lld\n", empty ? 0 : 1, timer.restart());
     const bool deleted = NimblaSDK::deleteCredential(ProbeKey);
     std::printf("delete %d %lld\n", deleted ? 1 : 0, timer.restart());
+    NimblaSDK::queueCredentialWrite({ProbeKey, QStringLiteral("probe-user"), ProbeSecret});
+    const qint64 queuing = timer.restart();
+    const bool readFromQueue = NimblaSDK::readCredential(ProbeKey).userName == QLatin1String("probe-user");
+    std::printf("queued %lld %d %lld\n", queuing, readFromQueue ? 1 : 0, timer.restart());
     return 0;
 }
 
-enum class Failure { NoBus, NoService, Locked, Frozen };
+enum class Failure { NoBus, NoService, Locked, Frozen, SilentBus };
+
+// Accepts a client with just enough of the D-Bus handshake (text lines ended by BEGIN),
+// then reads its messages, the bus greeting included, and answers none of them.
+class SilentBus : public QObject
+{
+public:
+    bool start()
+    {
+        m_server.setSocketOptions(QLocalServer::UserAccessOption);
+        if (!m_folder.isValid() || !m_server.listen(m_folder.filePath(QStringLiteral("bus"))))
+            return false;
+        connect(&m_server, &QLocalServer::newConnection, this, [this] {
+            while (QLocalSocket *client = m_server.nextPendingConnection()) {
+                client->setParent(this);
+                connect(client, &QLocalSocket::readyRead, this, [this, client] { handshake(client); });
+            }
+        });
+        return true;
+    }
+
+    QString address() const { return QStringLiteral("unix:path=") + m_server.fullServerName(); }
+
+private:
+    void handshake(QLocalSocket *client)
+    {
+        // Once BEGIN has gone by, the client speaks binary messages, which are left unanswered.
+        if (m_begun.contains(client)) {
+            client->readAll();
+            return;
+        }
+        // The client opens with one NUL byte before its first line.
+        if (client->peek(1) == QByteArray(1, '\0'))
+            client->read(1);
+        while (!m_begun.contains(client) && client->canReadLine()) {
+            const QByteArray line = client->readLine().trimmed();
+            const QList<QByteArray> words = line.split(' ');
+            if (line == "AUTH")
+                client->write("REJECTED EXTERNAL\r\n");
+            else if (words.first() == "AUTH" && words.size() == 2)
+                client->write("DATA\r\n"); // asks for the initial response that was left out
+            else if (words.first() == "AUTH" || words.first() == "DATA")
+                client->write("OK 0123456789abcdef0123456789abcdef\r\n");
+            else if (line == "NEGOTIATE_UNIX_FD")
+                client->write("AGREE_UNIX_FD\r\n");
+            else if (line == "BEGIN")
+                m_begun.insert(client);
+            else
+                client->write("ERROR\r\n");
+        }
+        if (m_begun.contains(client))
+            client->readAll();
+    }
+
+    QTemporaryDir m_folder;
+    QLocalServer m_server;
+    QSet<QLocalSocket *> m_begun;
+};
 
 // A session bus that knows no services, and on request a keyring daemon on it.
 class PrivateBus
@@ -205,6 +273,7 @@ void TestVaultUnavailable::initTestCase()
     for (const char *tool : {"dbus-daemon", "gnome-keyring-daemon", "gdbus"})
         NIMBLA_REQUIRE_ENVIRONMENT(!QStandardPaths::findExecutable(QString::fromLatin1(tool)).isEmpty(),
                                    QStringLiteral("%1 is needed to build the failing services").arg(QLatin1String(tool)));
+    qRegisterMetaType<QProcess::ExitStatus>();
 }
 
 void TestVaultUnavailable::failsFastAndSaysWhy_data()
@@ -216,6 +285,7 @@ void TestVaultUnavailable::failsFastAndSaysWhy_data()
     QTest::newRow("no-secret-service") << Failure::NoService << QStringLiteral("no Secret Service is running");
     QTest::newRow("locked-keyring") << Failure::Locked << QStringLiteral("the default keyring is locked");
     QTest::newRow("frozen-daemon") << Failure::Frozen << QStringLiteral("the Secret Service did not answer within 2000 ms");
+    QTest::newRow("silent-bus") << Failure::SilentBus << QStringLiteral("the Secret Service did not answer within 2000 ms");
 }
 
 void TestVaultUnavailable::failsFastAndSaysWhy()
@@ -223,9 +293,13 @@ void TestVaultUnavailable::failsFastAndSaysWhy()
     QFETCH(Failure, failure);
     QFETCH(QString, cause);
     const bool frozen = failure == Failure::Frozen;
+    const bool unanswered = frozen || failure == Failure::SilentBus;
 
     PrivateBus bus;
-    if (failure != Failure::NoBus)
+    SilentBus silentBus;
+    if (failure == Failure::SilentBus)
+        QVERIFY(silentBus.start());
+    else if (failure != Failure::NoBus)
         QVERIFY2(bus.start(), qPrintable(bus.error()));
     if (failure == Failure::Locked || frozen)
         QVERIFY2(bus.startKeyring(), qPrintable(bus.error()));
@@ -235,14 +309,19 @@ void TestVaultUnavailable::failsFastAndSaysWhy()
         QVERIFY2(bus.freezeKeyring(), qPrintable(bus.error()));
 
     QProcess probe;
-    probe.setProcessEnvironment(bus.environment());
+    QProcessEnvironment environment = bus.environment();
+    if (failure == Failure::SilentBus)
+        environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), silentBus.address());
+    probe.setProcessEnvironment(environment);
+    QSignalSpy finished(&probe, qOverload<int, QProcess::ExitStatus>(&QProcess::finished));
     QElapsedTimer timer;
     timer.start();
     probe.start(QCoreApplication::applicationFilePath(), {QLatin1String(ProbeOption)});
-    QVERIFY(probe.waitForFinished(3 * OperationBoundMs + 5000));
+    // The event loop runs meanwhile: the silent bus is served from it.
+    QVERIFY(finished.wait(4 * OperationBoundMs + 5000));
     QCOMPARE(probe.exitStatus(), QProcess::NormalExit);
     QCOMPARE(probe.exitCode(), 0);
-    QVERIFY(timer.elapsed() < 3 * OperationBoundMs + 2000);
+    QVERIFY(timer.elapsed() < 4 * OperationBoundMs + 2000);
 
     const QString output = QString::fromUtf8(probe.readAllStandardOutput());
     const QString errors = QString::fromUtf8(probe.readAllStandardError());
@@ -250,14 +329,20 @@ void TestVaultUnavailable::failsFastAndSaysWhy()
 
     const QStringList lines = output.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
     const QStringList operations{QStringLiteral("save"), QStringLiteral("read"), QStringLiteral("delete")};
-    QCOMPARE(lines.size(), operations.size());
-    for (int i = 0; i < lines.size(); ++i) {
-        // Failed, within the bound, and with a frozen daemon not before the watchdog fired.
+    // The read of the queued write leaves its trace before the last line.
+    QCOMPARE(lines.mid(operations.size()).first(), QStringLiteral("All right!"));
+    QCOMPARE(lines.size(), operations.size() + 2);
+    for (int i = 0; i < operations.size(); ++i) {
+        // Failed, within the bound, and where nothing answers not before the watchdog fired.
         const QRegularExpressionMatch match = QRegularExpression('^' + operations.at(i) + " 0 (\\d+)$").match(lines.at(i));
         QVERIFY2(match.hasMatch(), qPrintable(lines.at(i)));
         const qint64 elapsed = match.captured(1).toLongLong();
-        QVERIFY2(elapsed < OperationBoundMs && (!frozen || elapsed >= WatchdogMs - 100), qPrintable(lines.at(i)));
+        QVERIFY2(elapsed < OperationBoundMs && (!unanswered || elapsed >= WatchdogMs - 100), qPrintable(lines.at(i)));
     }
+    // Neither queuing nor reading what is queued waits for the vault, whatever state it is in.
+    const QRegularExpressionMatch queued = QRegularExpression(QStringLiteral("^queued (\\d+) 1 (\\d+)$")).match(lines.last());
+    QVERIFY2(queued.hasMatch() && queued.captured(1).toLongLong() < 100 && queued.captured(2).toLongLong() < 100,
+             qPrintable(lines.last()));
 
     for (const QString &operation : {QStringLiteral("write"), QStringLiteral("read"), QStringLiteral("delete")}) {
         const QString warning = QStringLiteral("Cannot %1 the credential %2 - %3").arg(operation, ProbeKey, cause);
@@ -266,7 +351,9 @@ void TestVaultUnavailable::failsFastAndSaysWhy()
     QVERIFY2(errors.contains(QRegularExpression(QStringLiteral("^Error while saving credentials: code \\d+$"),
                                                 QRegularExpression::MultilineOption)),
              qPrintable(errors));
-    QCOMPARE(errors.count(QStringLiteral("Error while saving credentials: ")), 2);
+    // Both writes, the waited and the queued one, warn once each.
+    QCOMPARE(errors.count(QStringLiteral("Cannot write the credential %1 - %2").arg(ProbeKey, cause)), 2);
+    QCOMPARE(errors.count(QStringLiteral("Error while saving credentials: ")), 4);
 }
 
 int main(int argc, char *argv[])
