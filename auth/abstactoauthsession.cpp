@@ -1,12 +1,12 @@
 #include "abstactoauthsession.h"
 
+#include "authlogging_p.h"
 #include "failurerow_p.h"
 #include "napplication.h"
 #include "nnetworkaccessmanager.h"
 #include "servicereply_p.h"
 
 #include <QJsonDocument>
-#include <QLoggingCategory>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QRandomGenerator>
@@ -15,8 +15,6 @@
 namespace NimblaSDK {
 
 namespace {
-
-Q_LOGGING_CATEGORY(lcOAuthSession, "NimblaSDK.Auth.AbstactOAuthSession")
 
 const char *const ExchangeFailed = "exchange code failed ";
 const char *const FailedEvent = "ExchangeOAuthCodeFailed";

@@ -1,5 +1,6 @@
 #include "abstractsession.h"
 
+#include "authlogging_p.h"
 #include "errorinfo.h"
 #include "errorlogger.h"
 #include "eventstracker.h"
@@ -13,13 +14,10 @@
 #include <QCoreApplication>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QLoggingCategory>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 
 namespace NimblaSDK {
-
-Q_LOGGING_CATEGORY(lcSession, "logCatNimblaAuth")
 
 namespace {
 

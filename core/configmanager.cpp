@@ -1,15 +1,14 @@
 #include "configmanager.h"
 
+#include "corelogging_p.h"
+
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonParseError>
-#include <QLoggingCategory>
 #include <QReadLocker>
 #include <QWriteLocker>
 
 namespace NimblaSDK {
-
-Q_LOGGING_CATEGORY(lcConfig, "NimblaSDK.Core.ConfigManager")
 
 namespace {
 

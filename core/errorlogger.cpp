@@ -1,13 +1,11 @@
 #include "errorlogger.h"
 
+#include "corelogging_p.h"
 #include "journal_p.h"
 
 #include <QJsonObject>
-#include <QLoggingCategory>
 
 namespace NimblaSDK {
-
-Q_LOGGING_CATEGORY(lcErrorLogger, "NimblaSDK.Core.ErrorLogger")
 
 namespace {
 

@@ -1,13 +1,11 @@
 #include "eventstracker.h"
 
+#include "corelogging_p.h"
 #include "journal_p.h"
 
 #include <QJsonValue>
-#include <QLoggingCategory>
 
 namespace NimblaSDK {
-
-Q_LOGGING_CATEGORY(lcEventsTracker, "NimblaSDK.Core.EventsTracker")
 
 EventsTracker &EventsTracker::instance()
 {

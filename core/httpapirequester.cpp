@@ -1,15 +1,13 @@
 #include "httpapirequester.h"
 
+#include "corelogging_p.h"
 #include "httpapirequest.h"
 #include "nnetworkaccessmanager.h"
 
-#include <QLoggingCategory>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 
 namespace NimblaSDK {
-
-Q_LOGGING_CATEGORY(lcRequester, "NimblaSDK.Core.HttpApiRequester")
 
 IHttpApiRequester::~IHttpApiRequester() = default;
 

@@ -1,15 +1,14 @@
 #include "journal_p.h"
 
+#include "corelogging_p.h"
+
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
 #include <QJsonDocument>
-#include <QLoggingCategory>
 #include <QStandardPaths>
 
 namespace NimblaSDK {
-
-Q_LOGGING_CATEGORY(lcJournal, "NimblaSDK.Core.Journal")
 
 Journal::Journal(const QString &fileName)
 {

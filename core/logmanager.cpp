@@ -1,12 +1,9 @@
 #include "logmanager.h"
 
+#include "corelogging_p.h"
 #include "journal_p.h"
 
-#include <QLoggingCategory>
-
 namespace NimblaSDK {
-
-Q_LOGGING_CATEGORY(lcLogManager, "NimblaSDK.Core.LogManager")
 
 LogManager &LogManager::instance(bool verbose)
 {

@@ -1,10 +1,8 @@
 #include "napplication.h"
 
-#include <QLoggingCategory>
+#include "corelogging_p.h"
 
 namespace NimblaSDK {
-
-Q_LOGGING_CATEGORY(lcApplication, "NimblaSDK.Core.NApplication")
 
 namespace {
 const char ConfigEnvironmentVariable[] = "NIMBLA_CONFIG";

@@ -1,20 +1,18 @@
 #include "jwtchecker.h"
 
+#include "authlogging_p.h"
 #include "napplication.h"
 #include "nnetworkaccessmanager.h"
 #include "servicereply_p.h"
 
 #include <QEventLoop>
 #include <QJsonDocument>
-#include <QLoggingCategory>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QScopedPointer>
 #include <QVariantMap>
 
 namespace NimblaSDK {
-
-Q_LOGGING_CATEGORY(lcJwtChecker, "JWTchecker")
 
 JWTchecker::JWTchecker(QObject *parent)
     : QObject(parent)

@@ -1,13 +1,10 @@
 #include "nimblaloginjwtvalidator.h"
 
+#include "authlogging_p.h"
 #include "httpapirequest.h"
 #include "httpapirequester.h"
 
-#include <QLoggingCategory>
-
 namespace NimblaSDK {
-
-Q_LOGGING_CATEGORY(lcJwtValidator, "Nimbla.Auth.NimblaLoginJwtValidator")
 
 NimblaLoginJwtValidator::NimblaLoginJwtValidator(QObject *parent)
     : IJwtValidator(parent)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "authlogging_p.h"
 #include "server/handlerfactoryforwarder.h"
 #include "server/ihandlerfactory.h"
 #include "server/ihttpserver.h"
@@ -10,8 +11,6 @@
 #include <Poco/Net/ServerSocket.h>
 #include <Poco/Net/SocketAddress.h>
 #include <Poco/ThreadPool.h>
-
-#include <QLoggingCategory>
 
 #include <memory>
 #include <type_traits>
@@ -50,7 +49,7 @@ public:
     void start() override
     {
         if (m_started) {
-            qCInfo(m_logC) << "Can't start local server. It's already started on port" << m_boundPort;
+            qCInfo(lcHttpServer) << "Can't start local server. It's already started on port" << m_boundPort;
             return;
         }
 
@@ -82,7 +81,7 @@ public:
         m_socket = socket;
         m_boundPort = socket.address().port();
 
-        qCInfo(m_logC) << "Starting local server on port:" << m_boundPort;
+        qCInfo(lcHttpServer) << "Starting local server on port:" << m_boundPort;
         m_server->start();
         m_started = true;
     }
@@ -90,10 +89,10 @@ public:
     void stop() override
     {
         if (!m_started) {
-            qCInfo(m_logC) << "Can't stop local server. Server does not started";
+            qCInfo(lcHttpServer) << "Can't stop local server. Server does not started";
             return;
         }
-        qCInfo(m_logC) << "Shutting down local server";
+        qCInfo(lcHttpServer) << "Shutting down local server";
         _retire();
     }
 
@@ -129,7 +128,6 @@ private:
     IHandlerFactory *m_factory = nullptr;
     Poco::Net::ServerSocket m_socket;
     quint16 m_boundPort = 0;
-    QLoggingCategory m_logC{"HttpServer"};
 };
 
 } // namespace NimblaSDK

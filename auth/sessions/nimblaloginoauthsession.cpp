@@ -1,5 +1,6 @@
 #include "nimblaloginoauthsession.h"
 
+#include "authlogging_p.h"
 #include "eventstracker.h"
 #include "failurerow_p.h"
 #include "napplication.h"
@@ -8,7 +9,6 @@
 #include "servicereply_p.h"
 
 #include <QJsonDocument>
-#include <QLoggingCategory>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QUrlQuery>
@@ -16,8 +16,6 @@
 namespace NimblaSDK {
 
 namespace {
-
-Q_LOGGING_CATEGORY(lcLoginOAuthSession, "logCatNimblaOAuth2.0")
 
 const char *const FailedEvent = "LoginPassAuthFailed";
 const char *const LoginFailed = "loading login_url failed ";

@@ -1,5 +1,6 @@
 #include "nimblaloginsession.h"
 
+#include "authlogging_p.h"
 #include "eventstracker.h"
 #include "failurerow_p.h"
 #include "jwt/nimblaloginjwtvalidator.h"
@@ -10,7 +11,6 @@
 
 #include <QDesktopServices>
 #include <QJsonDocument>
-#include <QLoggingCategory>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QUrlQuery>
@@ -19,38 +19,36 @@ namespace NimblaSDK {
 
 namespace {
 
-Q_LOGGING_CATEGORY(lcLoginSession, "logCatNimblaAuth")
-
 const char *const FailedEvent = "LoginPassAuthFailed";
 const char *const LoginFailed = "loading login_url failed ";
 const char *const IncorrectTitle = "NimblaLogin: Login or password is incorrect";
 const char *const Incorrect = QT_TRANSLATE_NOOP("NimblaSDK::NimblaLoginSession", "Login or password is incorrect");
 
-const FailureRow NoSavedAccount = FailureRow(lcLoginSession)
+const FailureRow NoSavedAccount = FailureRow(lcSession)
         .translatedError(QT_TRANSLATE_NOOP("NimblaSDK::NimblaLoginSession",
                                            "Could not log in via the saved account.\n Please use your email and password or log in via a social network."))
         .report("NimblaLogin: Failed auth via saved account");
-const FailureRow NetworkFailure = FailureRow(lcLoginSession)
+const FailureRow NetworkFailure = FailureRow(lcSession)
         .logReply(FailureRow::NetworkLine, LoginFailed)
         .event(FailedEvent)
         .report("NimblaLogin: Authorization failed", FailureRow::FirstLogLine)
         .errorFromNetwork();
 // The service's captcha answer is a prompt, not a failure: no event, no error().
-const FailureRow CaptchaDemanded = FailureRow(lcLoginSession)
+const FailureRow CaptchaDemanded = FailureRow(lcSession)
         .logReply(FailureRow::ServiceLines, LoginFailed)
         .report("NimblaLogin: Incorrect captcha");
 // The service's own text goes to the player unchanged.
-const FailureRow Refused = FailureRow(lcLoginSession)
+const FailureRow Refused = FailureRow(lcSession)
         .logReply(FailureRow::ServiceLines, LoginFailed)
         .event(FailedEvent)
         .report("NimblaLogin: Failed auth", FailureRow::ServiceDescription)
         .errorFromService();
-const FailureRow Unauthorized = FailureRow(lcLoginSession)
+const FailureRow Unauthorized = FailureRow(lcSession)
         .logReply(FailureRow::RawLines, LoginFailed)
         .event(FailedEvent)
         .report(IncorrectTitle)
         .translatedError(Incorrect);
-const FailureRow ErrorInAnswer = FailureRow(lcLoginSession)
+const FailureRow ErrorInAnswer = FailureRow(lcSession)
         .logReply(FailureRow::ServiceLines, LoginFailed)
         .event(FailedEvent)
         .report(IncorrectTitle)
@@ -141,7 +139,7 @@ void NimblaLoginSession::tryLogin()
     // A project whose login type is still unknown goes through the proxy.
     const UrlsManager *urls = NApplication::instance().urlsManager();
     const QUrl url(loginType() == 1 ? urls->loginUrl() : urls->proxyLoginUrl());
-    qCDebug(lcLoginSession) << "LOGIN URL" << url;
+    qCDebug(lcSession) << "LOGIN URL" << url;
 
     const QJsonObject credentials{
         {QStringLiteral("username"), m_login},
@@ -204,7 +202,7 @@ void NimblaLoginSession::_onLoginReply(QNetworkReply *reply)
 
 void NimblaLoginSession::jwtValid()
 {
-    qCDebug(lcLoginSession) << "Access token validation finished successfully.";
+    qCDebug(lcSession) << "Access token validation finished successfully.";
     _processJWT(m_singleTimeAccessToken);
     // The empty text is deliberate: the session manager shows its own message.
     if (accessKey().isEmpty())

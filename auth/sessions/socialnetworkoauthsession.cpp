@@ -1,20 +1,18 @@
 #include "socialnetworkoauthsession.h"
 
+#include "authlogging_p.h"
 #include "napplication.h"
-#include "sessions/browsersignin_p.h"
 #include "server/handleroauthfactory.h"
 #include "server/httpserver.h"
+#include "sessions/browsersignin_p.h"
 
 #include <QDesktopServices>
-#include <QLoggingCategory>
 #include <QTimer>
 #include <QUrlQuery>
 
 namespace NimblaSDK {
 
 namespace {
-
-Q_LOGGING_CATEGORY(lcSocialOAuth, "NimblaSDK.Auth.SocialNetworkOAuthSession")
 
 const ConfigManager *config()
 {

@@ -1,21 +1,18 @@
 #include "socialnetworksession.h"
 
+#include "authlogging_p.h"
 #include "napplication.h"
-#include "sessions/browsersignin_p.h"
 #include "server/handlerfactory.h"
 #include "server/httpserver.h"
+#include "sessions/browsersignin_p.h"
 
 #include <QDesktopServices>
-#include <QLoggingCategory>
 #include <QUrl>
 #include <QUrlQuery>
 
 namespace NimblaSDK {
 
 namespace {
-
-// Spelled so on purpose: the log dashboards filter on this name.
-Q_LOGGING_CATEGORY(lcSocialAuth, "logCatSosialAuth")
 
 BrowserSignIn::Failures failures()
 {

@@ -7,9 +7,10 @@
 
 #include "credentials_p.h"
 
+#include "authlogging_p.h"
+
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QLoggingCategory>
 
 #include <condition_variable>
 #include <cstdio>
@@ -19,8 +20,6 @@
 #include <thread>
 
 namespace NimblaSDK {
-
-Q_LOGGING_CATEGORY(lcCredentials, "NimblaSDK.Auth.Credentials")
 
 namespace CredentialBackend {
 

@@ -1,15 +1,13 @@
 #include "credentials_p.h"
 
+#include "authlogging_p.h"
 #include "wincredentialvault.h"
 
 #include <QDebug>
-#include <QLoggingCategory>
 
 #include <cwchar>
 
 namespace NimblaSDK {
-
-Q_LOGGING_CATEGORY(lcCredentials, "NimblaSDK.Auth.Credentials")
 
 namespace CredentialBackend {
 

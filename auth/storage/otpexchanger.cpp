@@ -1,5 +1,7 @@
 #include "otpexchanger.h"
 
+#include "authlogging_p.h"
+
 #include "httpapirequest.h"
 #include "httpapirequester.h"
 #include "napplication.h"
@@ -12,8 +14,7 @@ namespace NimblaSDK {
 
 const QLoggingCategory &OtpExchanger::logC()
 {
-    static const QLoggingCategory category("NimblaSDK.Auth.OtpExchanger");
-    return category;
+    return lcOtpExchanger();
 }
 
 OtpExchanger::OtpExchanger(QObject *parent)

@@ -1,12 +1,9 @@
 #include "otpsettings_p.h"
 
+#include "authlogging_p.h"
 #include "otpprovider.h"
 
-#include <QLoggingCategory>
-
 namespace NimblaSDK {
-
-Q_LOGGING_CATEGORY(lcOtpSettings, "NimblaSDK.Auth.OtpProvider")
 
 // Without a registry the same key becomes the native settings file of the organisation
 // and, when a product is named, of the application "<product>_Launcher".
@@ -14,7 +11,7 @@ std::unique_ptr<QSettings> openOtpSettings(const QString &path)
 {
     const QString &prefix = OtpProvider::RootPathPrefix;
     if (!path.startsWith(prefix)) {
-        qCWarning(lcOtpSettings) << "No product name was set; there is no one-time password to look for";
+        qCWarning(lcOtpProvider) << "No product name was set; there is no one-time password to look for";
         return nullptr;
     }
     const QString organisation = prefix.mid(prefix.lastIndexOf(QLatin1Char('\\')) + 1);
