@@ -21,6 +21,11 @@ public:
         // {"proxyLogin": ...}, an "error" object or anything else.
         Poco::JSON::Object::Ptr widgetSettings;
         int widgetSettingsStatus = 200;
+        // The provider list's shape: "groups" (every provider in its group),
+        // "empty" (an empty "socialLinks") or "missing" (no "socialLinks").
+        std::string socialLinks = "groups";
+        // Any other status than 200 answers an "error" object instead.
+        int socialLinksStatus = 200;
     };
 
     struct User
@@ -34,6 +39,7 @@ public:
         std::string externalAccountId;
         std::string behaviour = "ordinary";
         std::string provider; // empty for password accounts
+        std::string group = "primary"; // of the provider list: primary, secondary or other
     };
 
     struct Otp
