@@ -16,6 +16,7 @@
 
 class QNetworkReply;
 class QUrl;
+class TestAuthManager;
 
 namespace NimblaSDK {
 
@@ -118,7 +119,7 @@ private Q_SLOTS:
     void otpExchangeError();
 
 private:
-    friend class TestAuthManager;
+    friend class ::TestAuthManager;
 
     void _setCurrentSession(AbstractSession *session);
     void saveSessionState(const QJsonObject &sessionState);
