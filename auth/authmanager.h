@@ -2,6 +2,7 @@
 
 #include "nimblaauth_export.h"
 
+#include "abstractsession.h"
 #include "storage/iotpexchanger.h"
 #include "storage/nativesecurejsonobjectstorage.h"
 #include "storage/otpexchanger.h"
@@ -19,8 +20,6 @@ class QUrl;
 class TestAuthManager;
 
 namespace NimblaSDK {
-
-class AbstractSession;
 
 /*!
  * The one object a launcher's interface creates to sign a player in. It owns
