@@ -8,12 +8,14 @@
 // start it inside a D-Bus session with an unlocked Secret Service, as
 // scripts/bench.sh does.
 #include "abstractsession.h"
+#include "authmanager.h"
 #include "napplication.h"
 #include "sessions/jwtloginsession.h"
 #include "sessions/nimblaloginoauthsession.h"
 #include "sessions/nimblaloginsession.h"
 #include "sessions/socialnetworkoauthsession.h"
 #include "sessions/socialnetworksession.h"
+#include "storage/nativesecurejsonobjectstorage.h"
 
 #include "emulatorprocess.h"
 #include "simulatedbrowser.h"
@@ -27,6 +29,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QLoggingCategory>
+#include <QSettings>
 #include <QTemporaryDir>
 #include <QTextStream>
 #include <QThread>
@@ -127,6 +130,16 @@ struct Method
     std::function<void(AbstractSession *)> start;
 };
 
+// A method that the launcher starts through the manager; the measure covers the
+// manager's construction too, as at a launcher's start. prepare() runs before
+// the probe starts.
+struct ManagedMethod
+{
+    QString name;
+    std::function<void()> prepare;
+    std::function<void(AuthManager &)> start;
+};
+
 struct Player
 {
     QString login = QStringLiteral("alice@example.com");
@@ -190,6 +203,61 @@ std::vector<Method> methods(const Player &player)
     };
 }
 
+// Connects the session that \a manager makes current, now or later, to \a loop.
+void watchSessions(AuthManager &manager, QEventLoop &loop, const QString &name, bool &succeeded)
+{
+    QObject::connect(&manager, &AuthManager::currentSessionChanged, &loop, [&, name] {
+        AbstractSession *session = manager.CurrentSession();
+        if (!session)
+            return;
+        QObject::connect(session, &AbstractSession::loginFinished, &loop, [&] {
+            succeeded = true;
+            loop.quit();
+        });
+        QObject::connect(session, &AbstractSession::error, &loop, [&loop, name](const QString &message) {
+            out() << name << ": sign-in failed: " << message << Qt::endl;
+            loop.quit();
+        });
+    });
+}
+
+// An unmeasured password sign-in over OAuth2 that leaves a remembered record.
+void rememberSignIn(const Player &player)
+{
+    QEventLoop loop;
+    bool succeeded = false;
+    AuthManager manager;
+    watchSessions(manager, loop, QStringLiteral("remembered sign-in"), succeeded);
+    manager.setRememberMe(true);
+    manager.loginViaNimblaLoginOAuth(player.login, player.password, false);
+    QTimer::singleShot(SignInTimeoutMs, &loop, &QEventLoop::quit);
+    loop.exec();
+}
+
+std::vector<ManagedMethod> managedMethods(const Player &player, EmulatorProcess &emulator)
+{
+    return {
+        {QStringLiteral("autologin"),
+         [player] {
+             // Each restore saves the rotated token again, so one sign-in serves every run.
+             NativeSecureJsonObjectStorage record(QStringLiteral("%1Session").arg(NApplication::instance().appAccountName()));
+             if (record.read().isEmpty())
+                 rememberSignIn(player);
+         },
+         [](AuthManager &manager) { manager.tryAutoLogin(); }},
+        {QStringLiteral("otp"),
+         [&emulator] {
+             static int count = 0;
+             const QString otp = QStringLiteral("bench-otp-%1").arg(++count);
+             emulator.send("POST", QStringLiteral("/admin/otp"), {{"otp", otp}, {"outcome", "oauth2"}});
+             QSettings left(QSettings::NativeFormat, QSettings::UserScope, QStringLiteral("NIMBLA"),
+                            NApplication::instance().configManager()->productName() + QStringLiteral("_Launcher"));
+             left.setValue(QStringLiteral("otp"), otp);
+         },
+         [](AuthManager &manager) { manager.tryLoginWithOtp(); }},
+    };
+}
+
 void settle(int ms)
 {
     QEventLoop loop;
@@ -216,6 +284,23 @@ bool measureOnce(const Method &method, StallProbe &probe)
     method.start(session.get());
     loop.exec();
     session.reset();
+    settle(SettleMs);
+    probe.stop();
+    return succeeded;
+}
+
+bool measureManagedOnce(const ManagedMethod &method, StallProbe &probe)
+{
+    method.prepare();
+    QEventLoop loop;
+    bool succeeded = false;
+    probe.start();
+    auto manager = std::make_unique<AuthManager>();
+    watchSessions(*manager, loop, method.name, succeeded);
+    QTimer::singleShot(SignInTimeoutMs, &loop, &QEventLoop::quit);
+    method.start(*manager);
+    loop.exec();
+    manager.reset();
     settle(SettleMs);
     probe.stop();
     return succeeded;
@@ -270,16 +355,21 @@ int main(int argc, char *argv[])
     out() << QStringLiteral("%1 %2 %3 %4").arg("method", -16).arg("runs", 6).arg("longest ms", 12).arg("p99 ms", 8)
           << Qt::endl;
     bool withinLimit = true;
-    for (const Method &method : methods(player)) {
+    std::vector<std::pair<QString, std::function<bool(StallProbe &)>>> rows;
+    for (const Method &method : methods(player))
+        rows.emplace_back(method.name, [method](StallProbe &probe) { return measureOnce(method, probe); });
+    for (const ManagedMethod &method : managedMethods(player, emulator))
+        rows.emplace_back(method.name, [method](StallProbe &probe) { return measureManagedOnce(method, probe); });
+    for (const auto &[name, measure] : rows) {
         StallProbe probe;
         int succeeded = 0;
         for (int run = 0; run < runs; ++run)
-            succeeded += measureOnce(method, probe) ? 1 : 0;
+            succeeded += measure(probe) ? 1 : 0;
         const auto &stalls = probe.stallsUs();
         const double longestMs = double(stalls.empty() ? 0 : *std::max_element(stalls.begin(), stalls.end())) / 1000;
         const double p99Ms = double(percentile(stalls, 0.99)) / 1000;
         out() << QStringLiteral("%1 %2 %3 %4")
-                         .arg(method.name, -16)
+                         .arg(name, -16)
                          .arg(QStringLiteral("%1/%2").arg(succeeded).arg(runs), 6)
                          .arg(longestMs, 12, 'f', 2)
                          .arg(p99Ms, 8, 'f', 2)
