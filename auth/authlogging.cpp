@@ -2,6 +2,7 @@
 
 namespace NimblaSDK {
 
+Q_LOGGING_CATEGORY(lcAuthManager, "NimblaSDK.Auth.AuthManager")
 Q_LOGGING_CATEGORY(lcSession, "logCatNimblaAuth")
 Q_LOGGING_CATEGORY(lcOAuthSession, "NimblaSDK.Auth.AbstactOAuthSession")
 Q_LOGGING_CATEGORY(lcLoginOAuthSession, "logCatNimblaOAuth2.0")

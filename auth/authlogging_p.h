@@ -8,6 +8,7 @@ namespace NimblaSDK {
 // ones that launchers' log filters and the log dashboards already know, odd
 // spellings included; the README lists them for QT_LOGGING_RULES.
 
+Q_DECLARE_LOGGING_CATEGORY(lcAuthManager) // "NimblaSDK.Auth.AuthManager"
 Q_DECLARE_LOGGING_CATEGORY(lcSession) // "logCatNimblaAuth", the session base and the login-and-password session
 Q_DECLARE_LOGGING_CATEGORY(lcOAuthSession) // "NimblaSDK.Auth.AbstactOAuthSession"
 Q_DECLARE_LOGGING_CATEGORY(lcLoginOAuthSession) // "logCatNimblaOAuth2.0"

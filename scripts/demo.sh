@@ -1,11 +1,39 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds, starts the login-service emulator and signs in through the library.
+#
+# What a launcher keeps between its starts stays under the build folder: the settings, the emulator's
+# state and, on a machine without a desktop keyring, a private keyring. So
+#   scripts/demo.sh --method oauth-password --remember
+#   scripts/demo.sh --restore
+# signs the player in twice, the second time without a password.
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 
-nimbla_install_missing cmake ninja-build g++ pkg-config qtbase5-dev libpoco-dev libsecret-1-dev
+nimbla_install_missing cmake ninja-build g++ pkg-config qtbase5-dev qtdeclarative5-dev libpoco-dev \
+    libsecret-1-dev dbus gnome-keyring libglib2.0-bin
 
 build="$NIMBLA_ROOT/build/release"
 nimbla_build "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DNIMBLA_BUILD_TESTS=OFF
 
-exec "$build/examples/demo/nimbla-demo" --emulator "$build/emulator/nimbla-login-emulator" "$@"
+demo=("$build/examples/demo/nimbla-demo" --emulator "$build/emulator/nimbla-login-emulator"
+      --data "$build/demo-data" "$@")
+
+# A desktop session with a running Secret Service keeps the remembered session in the user's keyring.
+if [ -n "${DBUS_SESSION_BUS_ADDRESS:-}" ] &&
+   gdbus introspect --session --dest org.freedesktop.secrets --object-path /org/freedesktop/secrets >/dev/null 2>&1; then
+    exec "${demo[@]}"
+fi
+
+# Otherwise a private keyring, whose files stay under the build folder for the next run.
+keyring="$build/demo-keyring"
+mkdir -p "$keyring/data" "$keyring/run"
+chmod 700 "$keyring/run"
+export XDG_DATA_HOME="$keyring/data" XDG_RUNTIME_DIR="$keyring/run"
+unset DBUS_SESSION_BUS_ADDRESS
+exec dbus-run-session -- bash -c '
+    set -e
+    # The unlock password must not be empty, and the daemon must own its name before the first client.
+    printf %s nimbla-demo | gnome-keyring-daemon --unlock --components=secrets >/dev/null
+    gdbus wait --session --timeout 10 org.freedesktop.secrets
+    exec "$@"
+' bash "${demo[@]}"

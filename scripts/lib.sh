@@ -6,7 +6,7 @@ NIMBLA_ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 # Everything the library, the emulator, the demo and the whole test suite need on Debian 12.
 NIMBLA_PACKAGES=(
     cmake ninja-build g++ pkg-config
-    qtbase5-dev libpoco-dev libsecret-1-dev
+    qtbase5-dev qtdeclarative5-dev libpoco-dev libsecret-1-dev
     dbus gnome-keyring libsecret-tools libglib2.0-bin
     g++-mingw-w64-x86-64-posix wine wine64
     chromium

@@ -212,4 +212,24 @@ void AdminHandler::handleAddOtp(HttpExchange& exchange) const
     exchange.sendJson(201, answer);
 }
 
+void AdminHandler::handleRevoke(HttpExchange& exchange) const
+{
+    const Poco::JSON::Object::Ptr body = JsonBody::parseObject(exchange.body());
+    if (!body)
+    {
+        exchange.sendError(400, "Request body must be a JSON object");
+        return;
+    }
+    const std::string refreshToken = JsonBody::string(body, "refresh_token").value_or(std::string());
+    const std::string user = JsonBody::string(body, "user").value_or(std::string());
+    if (refreshToken.empty() == user.empty())
+    {
+        exchange.sendError(400, "Exactly one of \"refresh_token\" and \"user\" is required");
+        return;
+    }
+    Poco::JSON::Object::Ptr answer = new Poco::JSON::Object;
+    answer->set("revoked", static_cast<Poco::UInt64>(_context.state().revokeRefreshTokens(refreshToken, user)));
+    exchange.sendJson(200, answer);
+}
+
 } // namespace NimblaEmulator

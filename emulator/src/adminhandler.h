@@ -19,6 +19,7 @@ public:
     void handleListRequests(HttpExchange& exchange) const;
     void handleClearRequests(HttpExchange& exchange) const;
     void handleAddOtp(HttpExchange& exchange) const;
+    void handleRevoke(HttpExchange& exchange) const;
 
 private:
     const EmulatorContext& _context;

@@ -53,6 +53,8 @@ CommandLineOptions CommandLineOptions::parse(const std::vector<std::string>& arg
             options.configFile = takeNonEmpty();
         else if (name == "--project")
             options.project = takeNonEmpty();
+        else if (name == "--state")
+            options.stateFile = takeNonEmpty();
         else if (name == "--die-with-parent" && !hasInlineValue)
             options.dieWithParent = true;
         else if ((name == "--help" || name == "-h") && !hasInlineValue)
@@ -66,7 +68,7 @@ CommandLineOptions CommandLineOptions::parse(const std::vector<std::string>& arg
 std::string CommandLineOptions::usage()
 {
     return "usage: nimbla-login-emulator [--port N] [--seed FILE] [--write-config FILE] [--project ID] "
-           "[--die-with-parent]\n";
+           "[--state FILE] [--die-with-parent]\n";
 }
 
 } // namespace NimblaEmulator

@@ -19,6 +19,7 @@ public:
     std::string seedFile;
     std::string configFile;
     std::string project;
+    std::string stateFile;
     bool dieWithParent = false;
     bool help = false;
 

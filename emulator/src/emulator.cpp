@@ -62,6 +62,11 @@ const UrlLayout& Emulator::layout() const
     return _layout;
 }
 
+EmulatorState& Emulator::state()
+{
+    return _state;
+}
+
 void Emulator::addRoutes()
 {
     auto notYet = [](HttpExchange& exchange) {
@@ -99,6 +104,7 @@ void Emulator::addRoutes()
     _router.add("GET", "/admin/requests", [this](HttpExchange& e) { _admin.handleListRequests(e); });
     _router.add("DELETE", "/admin/requests", [this](HttpExchange& e) { _admin.handleClearRequests(e); });
     _router.add("POST", "/admin/otp", [this](HttpExchange& e) { _admin.handleAddOtp(e); });
+    _router.add("POST", "/admin/revoke", [this](HttpExchange& e) { _admin.handleRevoke(e); });
 }
 
 void Emulator::start()

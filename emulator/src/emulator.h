@@ -40,6 +40,7 @@ public:
     int port() const;
     const Seed& seed() const;
     const UrlLayout& layout() const;
+    EmulatorState& state();
 
     void start();
     void stop();

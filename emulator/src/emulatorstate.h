@@ -2,6 +2,7 @@
 
 #include "seed.h"
 
+#include <functional>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -37,7 +38,25 @@ public:
         bool replayed = false;
     };
 
+    // What outlives a restart when the emulator keeps its state in a file.
+    struct Snapshot
+    {
+        std::map<std::string, Grant> codes;
+        std::map<std::string, Grant> refreshTokens;
+        std::vector<std::string> usedOtps;
+    };
+
     explicit EmulatorState(const Seed& seed);
+
+    Snapshot snapshot();
+    // Adds the snapshot's codes and tokens and marks its OTPs used.
+    void restore(const Snapshot& snapshot);
+    // Called after every change, outside the lock, on the thread that made it.
+    void setChangeListener(std::function<void()> listener);
+
+    // Revokes \a refreshToken, or every refresh token of \a login when the
+    // token is empty; returns how many were revoked.
+    std::size_t revokeRefreshTokens(const std::string& refreshToken, const std::string& login);
 
     std::string issueCode(const Grant& grant);
     // Single use: a taken code is gone whatever the caller does with it. A
@@ -56,6 +75,9 @@ public:
 
 private:
     static std::string randomToken(const char* prefix);
+    void changed() const;
+
+    std::function<void()> _changeListener;
 
     std::mutex _mutex;
     std::map<std::string, Grant> _codes;

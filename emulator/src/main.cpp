@@ -3,12 +3,14 @@
 #include "libraryconfig.h"
 #include "seederror.h"
 #include "seedloader.h"
+#include "statefile.h"
 
 #include <Poco/Exception.h>
 
 #include <csignal>
 #include <cstdlib>
 #include <iostream>
+#include <memory>
 #include <pthread.h>
 #include <unistd.h>
 
@@ -88,6 +90,20 @@ int main(int argc, char* argv[])
     try
     {
         Emulator emulator(std::move(seed), options.port);
+        std::unique_ptr<StateFile> stateFile;
+        if (!options.stateFile.empty())
+        {
+            stateFile = std::make_unique<StateFile>(options.stateFile);
+            try
+            {
+                stateFile->load(emulator.state());
+            }
+            catch (const StateFile::Error& e)
+            {
+                return fail(kUsageExit, "--state " + options.stateFile + ": " + e.what());
+            }
+            emulator.state().setChangeListener([&emulator, &stateFile] { stateFile->save(emulator.state()); });
+        }
         emulator.start();
         if (!options.configFile.empty())
         {

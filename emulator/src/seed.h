@@ -25,6 +25,11 @@ public:
         std::string clientSecret;
         // Besides loopback addresses, which any client may use.
         std::vector<std::string> redirectUris;
+        // The provider list's shape: "groups" (every provider in its group),
+        // "empty" (an empty "socialLinks") or "missing" (no "socialLinks").
+        std::string socialLinks = "groups";
+        // Any other status than 200 answers an "error" object instead.
+        int socialLinksStatus = 200;
     };
 
     struct User
@@ -38,6 +43,7 @@ public:
         std::string externalAccountId;
         std::string behaviour = "ordinary";
         std::string provider; // empty for password accounts
+        std::string group = "primary"; // of the provider list: primary, secondary or other
     };
 
     struct Otp

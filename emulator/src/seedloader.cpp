@@ -22,6 +22,8 @@ using Poco::JSON::Object;
 const std::set<std::string> kUserBehaviours = {
     "ordinary", "wrong-password", "captcha", "privacy-policy", "error-in-success"};
 const std::set<std::string> kSocialBehaviours = {"ordinary", "invalid-token", "no-token"};
+const std::set<std::string> kSocialLinkShapes = {"groups", "empty", "missing"};
+const std::set<std::string> kSocialGroups = {"primary", "secondary", "other"};
 const std::set<std::string> kOtpOutcomes = {
     "jwt", "oauth2", "access-token-only", "jwt-and-oauth2", "not-json", "error"};
 
@@ -117,6 +119,12 @@ Seed::Project readProject(const Object::Ptr& object, const std::string& where)
             project.redirectUris.push_back(uri.extract<std::string>());
         }
     }
+    project.socialLinks = stringField(object, "socialLinks", where, false, project.socialLinks);
+    if (kSocialLinkShapes.count(project.socialLinks) == 0)
+        throw SeedError(where + ": unknown \"socialLinks\" \"" + project.socialLinks + "\"");
+    project.socialLinksStatus = static_cast<int>(integerField(object, "socialLinksStatus", where, false, 200));
+    if (project.socialLinksStatus < 200 || project.socialLinksStatus > 599)
+        throw SeedError(where + ": \"socialLinksStatus\" must be an HTTP status");
     return project;
 }
 
@@ -139,6 +147,9 @@ Seed::User readUser(const Object::Ptr& object, const std::string& where, bool so
         user.provider = stringField(object, "provider", where);
         if (user.provider.empty() || user.provider.find_first_of("/?#%& ") != std::string::npos)
             throw SeedError(where + ": \"provider\" must be non-empty and URL-safe");
+        user.group = stringField(object, "group", where, false, user.group);
+        if (kSocialGroups.count(user.group) == 0)
+            throw SeedError(where + ": unknown \"group\" \"" + user.group + "\"");
     }
     return user;
 }

@@ -14,24 +14,56 @@ SocialHandler::SocialHandler(const EmulatorContext& context)
 {
 }
 
+std::string SocialHandler::providerLink(const HttpExchange& exchange, const std::string& projectId,
+                                        const std::string& provider) const
+{
+    // A list asked for with an OAuth2 authorisation query leads into the code
+    // flow, carrying that query along; otherwise to the plain login page.
+    if (exchange.query("response_type").value_or(std::string()) != "code")
+        return _context.layout().url(UrlLayout::SocialLoginPage, projectId, provider);
+    Poco::URI link(_context.layout().url(UrlLayout::SocialAuthorize, projectId, provider));
+    for (const char* item : {"client_id", "response_type", "state", "redirect_uri", "scope"})
+    {
+        if (const auto value = exchange.query(item))
+            link.addQueryParameter(item, *value);
+    }
+    return link.toString();
+}
+
 void SocialHandler::handleProviders(HttpExchange& exchange) const
 {
     const Seed::Project* project = _context.requireProject(exchange);
     if (!project)
         return;
-    Poco::JSON::Array::Ptr primary = new Poco::JSON::Array;
-    for (const auto& user : _context.seed().socialUsers)
+    if (project->socialLinksStatus != 200)
     {
-        Poco::JSON::Object::Ptr link = new Poco::JSON::Object(Poco::JSON_PRESERVE_KEY_ORDER);
-        link->set("name", user.provider);
-        link->set("url", _context.layout().url(UrlLayout::SocialLoginPage, project->id, user.provider));
-        primary->add(link);
+        exchange.sendError(project->socialLinksStatus, "Social provider list is unavailable");
+        return;
+    }
+    Poco::JSON::Object::Ptr body = new Poco::JSON::Object;
+    if (project->socialLinks == "missing")
+    {
+        exchange.sendJson(200, body);
+        return;
     }
     Poco::JSON::Object::Ptr groups = new Poco::JSON::Object(Poco::JSON_PRESERVE_KEY_ORDER);
-    groups->set("primary", primary);
-    groups->set("secondary", Poco::JSON::Array::Ptr(new Poco::JSON::Array));
-    groups->set("other", Poco::JSON::Array::Ptr(new Poco::JSON::Array));
-    Poco::JSON::Object::Ptr body = new Poco::JSON::Object;
+    if (project->socialLinks == "groups")
+    {
+        for (const char* group : {"primary", "secondary", "other"})
+        {
+            Poco::JSON::Array::Ptr links = new Poco::JSON::Array;
+            for (const auto& user : _context.seed().socialUsers)
+            {
+                if (user.group != group)
+                    continue;
+                Poco::JSON::Object::Ptr link = new Poco::JSON::Object(Poco::JSON_PRESERVE_KEY_ORDER);
+                link->set("name", user.provider);
+                link->set("url", providerLink(exchange, project->id, user.provider));
+                links->add(link);
+            }
+            groups->set(group, links);
+        }
+    }
     body->set("socialLinks", groups);
     exchange.sendJson(200, body);
 }

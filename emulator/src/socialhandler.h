@@ -20,6 +20,8 @@ public:
     void handleAuthorize(HttpExchange& exchange) const;
 
 private:
+    std::string providerLink(const HttpExchange& exchange, const std::string& projectId,
+                             const std::string& provider) const;
     static bool isUsableRedirect(const std::string& url);
     static void redirectWithError(HttpExchange& exchange, const std::string& redirectUri, const std::string& error,
                                   const std::string& description, const std::optional<std::string>& state);

@@ -1,10 +1,8 @@
 #include "signindemo.h"
 
-#include "sessions/jwtloginsession.h"
-#include "sessions/nimblaloginoauthsession.h"
-#include "sessions/nimblaloginsession.h"
-#include "sessions/socialnetworkoauthsession.h"
-#include "sessions/socialnetworksession.h"
+#include "abstractsession.h"
+#include "authmanager.h"
+#include "napplication.h"
 
 #include <QTextStream>
 
@@ -28,59 +26,78 @@ QStringList SignInDemo::methods()
 
 SignInDemo::SignInDemo(QObject *parent)
     : QObject(parent)
+    , m_manager(new AuthManager(this))
 {
+    _watchSessions();
 }
 
-void SignInDemo::start(const QString &method, const Player &player)
+void SignInDemo::_watchSessions()
 {
-    m_session = createSession(method, player);
-    connect(m_session, &AbstractSession::loginFinished, this, [this] {
-        printIdentity();
-        Q_EMIT finished(0);
+    // The manager does not repeat its sessions' outcomes: a launcher listens to the current session.
+    connect(m_manager, &AuthManager::currentSessionChanged, this, [this] {
+        AbstractSession *session = m_manager->CurrentSession();
+        if (!session)
+            return;
+        connect(session, &AbstractSession::loginFinished, this, [this] {
+            printIdentity();
+            Q_EMIT finished(0);
+        });
+        connect(session, &AbstractSession::error, this, [this](const QString &message) { _fail(message); });
     });
-    connect(m_session, &AbstractSession::error, this, [this](const QString &message) {
-        out() << "Sign-in failed: " << message << Qt::endl;
-        Q_EMIT finished(1);
-    });
-    out() << "Signing in with " << method << Qt::endl;
-    // Password sign-ins first ask the service whether the project logs in directly or through its proxy.
-    if (method.endsWith(QLatin1String("password")))
-        m_session->checkLoginType();
-    else
-        m_session->tryLogin();
 }
 
-AbstractSession *SignInDemo::createSession(const QString &method, const Player &player)
+void SignInDemo::_fail(const QString &message)
 {
+    out() << "Sign-in failed: " << message << Qt::endl;
+    Q_EMIT finished(1);
+}
+
+void SignInDemo::signIn(const QString &method, const Player &player, bool remember)
+{
+    out() << "Signing in with " << method << (remember ? " and remembering the session" : "") << Qt::endl;
+    if (remember)
+        m_manager->setRememberMe(true);
     if (method == QLatin1String("password")) {
-        auto *session = new NimblaLoginSession(this);
-        session->setLogin(player.login);
-        session->setPassword(player.password);
-        return session;
+        m_manager->loginViaNimblaLogin(player.login, player.password, false);
+    } else if (method == QLatin1String("oauth-password")) {
+        m_manager->loginViaNimblaLoginOAuth(player.login, player.password, false);
+    } else if (method == QLatin1String("social")) {
+        m_manager->loginViaSocialNetwork(player.socialProviderLink);
+    } else if (method == QLatin1String("social-oauth")) {
+        m_manager->loginViaSocialNetworkOAuth(player.socialProvider);
+    } else {
+        // The ready token is the one the launcher kept in its settings.
+        NApplication::instance().settingsManager()->setJWT(player.jwt);
+        m_manager->loginViaJwt();
     }
-    if (method == QLatin1String("oauth-password")) {
-        auto *session = new NimblaLoginOAuthSession(this);
-        session->setLogin(player.login);
-        session->setPassword(player.password);
-        return session;
-    }
-    if (method == QLatin1String("social")) {
-        auto *session = new SocialNetworkSession(this);
-        session->setNetworkLink(player.socialProviderLink);
-        return session;
-    }
-    if (method == QLatin1String("social-oauth"))
-        return new SocialNetworkOAuthSession(player.socialProvider, this);
-    auto *session = new JwtLoginSession(this);
-    session->setJwtToken(player.jwt);
-    return session;
+}
+
+void SignInDemo::restore()
+{
+    out() << "Restoring the remembered session, without a password" << Qt::endl;
+    if (!m_manager->tryAutoLogin())
+        _fail(QStringLiteral("there is no remembered session; sign in with --remember first"));
+}
+
+void SignInDemo::signInWithOtp()
+{
+    out() << "Signing in with the one-time password left for the launcher" << Qt::endl;
+    // A failed exchange ends the automatic sign-in before any session exists.
+    connect(m_manager, &AuthManager::isAutologinChanged, this, [this] {
+        if (!m_manager->isAutologin() && !m_manager->CurrentSession())
+            _fail(QStringLiteral("the one-time password was not accepted"));
+    });
+    if (!m_manager->tryLoginWithOtp())
+        _fail(QStringLiteral("no one-time password was found"));
 }
 
 void SignInDemo::printIdentity()
 {
+    AbstractSession *session = m_manager->CurrentSession();
     out() << "Signed in" << Qt::endl
-          << "  login:       " << m_session->login() << Qt::endl
-          << "  user id:     " << m_session->userId() << Qt::endl
-          << "  user name:   " << m_session->userName() << Qt::endl
-          << "  merchant id: " << m_session->merchantId() << Qt::endl;
+          << "  login:       " << session->login() << Qt::endl
+          << "  user id:     " << session->userId() << Qt::endl
+          << "  user name:   " << session->userName() << Qt::endl
+          << "  merchant id: " << session->merchantId() << Qt::endl
+          << "  remembered:  " << (m_manager->rememberMe() ? "yes" : "no") << Qt::endl;
 }

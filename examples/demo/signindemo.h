@@ -4,12 +4,13 @@
 #include <QString>
 
 namespace NimblaSDK {
-class AbstractSession;
+class AuthManager;
 }
 
 /*
- * Signs the emulator's default player in through the library, the way a
- * launcher would, and prints the identity that the session ends up with.
+ * Signs the emulator's default player in through the library's AuthManager,
+ * the way a launcher does, and prints the identity that the current session
+ * ends up with.
  */
 class SignInDemo : public QObject
 {
@@ -30,15 +31,20 @@ public:
 
     explicit SignInDemo(QObject *parent = nullptr);
 
-    //! Starts signing in with \a method; finished() reports the outcome.
-    void start(const QString &method, const Player &player);
+    //! Signs in with \a method, remembering the session when \a remember is set; finished() reports the outcome.
+    void signIn(const QString &method, const Player &player, bool remember);
+    //! Restores the remembered session, as a launcher does at its start.
+    void restore();
+    //! Signs in with the one-time password left for the launcher.
+    void signInWithOtp();
 
 Q_SIGNALS:
     void finished(int exitCode);
 
 private:
-    NimblaSDK::AbstractSession *createSession(const QString &method, const Player &player);
+    void _watchSessions();
+    void _fail(const QString &message);
     void printIdentity();
 
-    NimblaSDK::AbstractSession *m_session = nullptr;
+    NimblaSDK::AuthManager *m_manager;
 };

@@ -1,0 +1,382 @@
+// How long each sign-in method holds the main thread, where a launcher's
+// interface runs. A 1 ms probe timer ticks on the main thread throughout a
+// sign-in, from the session's construction to a while after its deletion;
+// the time a tick comes late is time in which the interface could not paint
+// or answer the player.
+//
+// Runs against the login-service emulator and the session's real keyring:
+// start it inside a D-Bus session with an unlocked Secret Service, as
+// scripts/bench.sh does.
+#include "abstractsession.h"
+#include "authmanager.h"
+#include "napplication.h"
+#include "sessions/jwtloginsession.h"
+#include "sessions/nimblaloginoauthsession.h"
+#include "sessions/nimblaloginsession.h"
+#include "sessions/socialnetworkoauthsession.h"
+#include "sessions/socialnetworksession.h"
+#include "storage/nativesecurejsonobjectstorage.h"
+
+#include "emulatorprocess.h"
+#include "simulatedbrowser.h"
+
+#include <QCommandLineParser>
+#include <QDesktopServices>
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QGuiApplication>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QLoggingCategory>
+#include <QSettings>
+#include <QTemporaryDir>
+#include <QTextStream>
+#include <QThread>
+#include <QTimer>
+
+#include <algorithm>
+#include <functional>
+#include <memory>
+#include <vector>
+
+using namespace NimblaSDK;
+
+namespace {
+
+constexpr int ProbeIntervalMs = 1;
+// Long enough for the work a sign-in leaves behind (a listener's shut-down,
+// a vault write, a settings sync) to reach the main thread if it ever does.
+constexpr int SettleMs = 300;
+constexpr int SignInTimeoutMs = 15000;
+
+QTextStream &out()
+{
+    static QTextStream stream(stdout);
+    return stream;
+}
+
+// Records how late each tick of a 1 ms timer on this thread comes.
+class StallProbe : public QObject
+{
+public:
+    StallProbe()
+    {
+        m_timer.setTimerType(Qt::PreciseTimer);
+        m_timer.setInterval(ProbeIntervalMs);
+        connect(&m_timer, &QTimer::timeout, this, [this] {
+            const qint64 gapNs = m_clock.nsecsElapsed();
+            m_clock.start();
+            m_stallsUs.push_back(std::max<qint64>(0, gapNs / 1000 - ProbeIntervalMs * 1000));
+        });
+    }
+
+    void start()
+    {
+        m_clock.start();
+        m_timer.start();
+    }
+
+    void stop() { m_timer.stop(); }
+
+    const std::vector<qint64> &stallsUs() const { return m_stallsUs; }
+
+private:
+    QTimer m_timer;
+    QElapsedTimer m_clock;
+    std::vector<qint64> m_stallsUs;
+};
+
+// The real browser is another process. This one follows the redirects on a
+// thread of its own, so that its work is not counted against the library.
+class BrowserOnItsOwnThread : public QObject
+{
+    Q_OBJECT
+
+public:
+    BrowserOnItsOwnThread()
+    {
+        m_context.moveToThread(&m_thread);
+        m_thread.start();
+        QMetaObject::invokeMethod(
+                &m_context, [this] { m_browser = std::make_unique<SimulatedBrowser>(); }, Qt::BlockingQueuedConnection);
+        QDesktopServices::setUrlHandler(QStringLiteral("http"), this, "open");
+    }
+
+    ~BrowserOnItsOwnThread() override
+    {
+        QDesktopServices::unsetUrlHandler(QStringLiteral("http"));
+        QMetaObject::invokeMethod(&m_context, [this] { m_browser.reset(); }, Qt::BlockingQueuedConnection);
+        m_thread.quit();
+        m_thread.wait();
+    }
+
+public Q_SLOTS:
+    void open(const QUrl &url)
+    {
+        QMetaObject::invokeMethod(&m_context, [this, url] { m_browser->open(url); });
+    }
+
+private:
+    QThread m_thread;
+    QObject m_context;
+    std::unique_ptr<SimulatedBrowser> m_browser;
+};
+
+struct Method
+{
+    QString name;
+    std::function<AbstractSession *()> create;
+    std::function<void(AbstractSession *)> start;
+};
+
+// A method that the launcher starts through the manager; the measure covers the
+// manager's construction too, as at a launcher's start. prepare() runs before
+// the probe starts.
+struct ManagedMethod
+{
+    QString name;
+    std::function<void()> prepare;
+    std::function<void(AuthManager &)> start;
+};
+
+struct Player
+{
+    QString login = QStringLiteral("alice@example.com");
+    QString password = QStringLiteral("alice-password");
+    QString jwt;
+    QString provider = QStringLiteral("testbook");
+    QString providerLink;
+};
+
+QString socialProviderLink(EmulatorProcess &emulator, const QString &provider)
+{
+    const QString listUrl = NApplication::instance().urlsManager()->socialNetworksListUrl();
+    const QJsonObject links = QJsonDocument::fromJson(emulator.send("GET", listUrl)).object().value("socialLinks").toObject();
+    for (const QJsonValue &group : links) {
+        for (const QJsonValue &entry : group.toArray()) {
+            if (entry.toObject().value("name").toString() == provider)
+                return entry.toObject().value("url").toString();
+        }
+    }
+    return QString();
+}
+
+std::vector<Method> methods(const Player &player)
+{
+    const auto tryLogin = [](AbstractSession *session) { session->tryLogin(); };
+    // Password sign-ins first ask the service how the project logs in.
+    const auto checkLoginType = [](AbstractSession *session) { session->checkLoginType(); };
+    return {
+        {QStringLiteral("jwt"),
+         [player] {
+             auto *session = new JwtLoginSession(nullptr);
+             session->setJwtToken(player.jwt);
+             return session;
+         },
+         tryLogin},
+        {QStringLiteral("password"),
+         [player] {
+             auto *session = new NimblaLoginSession(nullptr);
+             session->setLogin(player.login);
+             session->setPassword(player.password);
+             return session;
+         },
+         checkLoginType},
+        {QStringLiteral("oauth-password"),
+         [player] {
+             auto *session = new NimblaLoginOAuthSession(nullptr);
+             session->setLogin(player.login);
+             session->setPassword(player.password);
+             return session;
+         },
+         checkLoginType},
+        {QStringLiteral("social"),
+         [player] {
+             auto *session = new SocialNetworkSession(nullptr);
+             session->setNetworkLink(player.providerLink);
+             return session;
+         },
+         tryLogin},
+        {QStringLiteral("social-oauth"), [player] { return new SocialNetworkOAuthSession(player.provider, nullptr); },
+         tryLogin},
+    };
+}
+
+// Connects the session that \a manager makes current, now or later, to \a loop.
+void watchSessions(AuthManager &manager, QEventLoop &loop, const QString &name, bool &succeeded)
+{
+    QObject::connect(&manager, &AuthManager::currentSessionChanged, &loop, [&, name] {
+        AbstractSession *session = manager.CurrentSession();
+        if (!session)
+            return;
+        QObject::connect(session, &AbstractSession::loginFinished, &loop, [&] {
+            succeeded = true;
+            loop.quit();
+        });
+        QObject::connect(session, &AbstractSession::error, &loop, [&loop, name](const QString &message) {
+            out() << name << ": sign-in failed: " << message << Qt::endl;
+            loop.quit();
+        });
+    });
+}
+
+// An unmeasured password sign-in over OAuth2 that leaves a remembered record.
+void rememberSignIn(const Player &player)
+{
+    QEventLoop loop;
+    bool succeeded = false;
+    AuthManager manager;
+    watchSessions(manager, loop, QStringLiteral("remembered sign-in"), succeeded);
+    manager.setRememberMe(true);
+    manager.loginViaNimblaLoginOAuth(player.login, player.password, false);
+    QTimer::singleShot(SignInTimeoutMs, &loop, &QEventLoop::quit);
+    loop.exec();
+}
+
+std::vector<ManagedMethod> managedMethods(const Player &player, EmulatorProcess &emulator)
+{
+    return {
+        {QStringLiteral("autologin"),
+         [player] {
+             // Each restore saves the rotated token again, so one sign-in serves every run.
+             NativeSecureJsonObjectStorage record(QStringLiteral("%1Session").arg(NApplication::instance().appAccountName()));
+             if (record.read().isEmpty())
+                 rememberSignIn(player);
+         },
+         [](AuthManager &manager) { manager.tryAutoLogin(); }},
+        {QStringLiteral("otp"),
+         [&emulator] {
+             static int count = 0;
+             const QString otp = QStringLiteral("bench-otp-%1").arg(++count);
+             emulator.send("POST", QStringLiteral("/admin/otp"), {{"otp", otp}, {"outcome", "oauth2"}});
+             QSettings left(QSettings::NativeFormat, QSettings::UserScope, QStringLiteral("NIMBLA"),
+                            NApplication::instance().configManager()->productName() + QStringLiteral("_Launcher"));
+             left.setValue(QStringLiteral("otp"), otp);
+         },
+         [](AuthManager &manager) { manager.tryLoginWithOtp(); }},
+    };
+}
+
+void settle(int ms)
+{
+    QEventLoop loop;
+    QTimer::singleShot(ms, &loop, &QEventLoop::quit);
+    loop.exec();
+}
+
+// One sign-in under the probe; false when it did not succeed.
+bool measureOnce(const Method &method, StallProbe &probe)
+{
+    QEventLoop loop;
+    bool succeeded = false;
+    probe.start();
+    std::unique_ptr<AbstractSession> session(method.create());
+    QObject::connect(session.get(), &AbstractSession::loginFinished, &loop, [&] {
+        succeeded = true;
+        loop.quit();
+    });
+    QObject::connect(session.get(), &AbstractSession::error, &loop, [&](const QString &message) {
+        out() << method.name << ": sign-in failed: " << message << Qt::endl;
+        loop.quit();
+    });
+    QTimer::singleShot(SignInTimeoutMs, &loop, &QEventLoop::quit);
+    method.start(session.get());
+    loop.exec();
+    session.reset();
+    settle(SettleMs);
+    probe.stop();
+    return succeeded;
+}
+
+bool measureManagedOnce(const ManagedMethod &method, StallProbe &probe)
+{
+    method.prepare();
+    QEventLoop loop;
+    bool succeeded = false;
+    probe.start();
+    auto manager = std::make_unique<AuthManager>();
+    watchSessions(*manager, loop, method.name, succeeded);
+    QTimer::singleShot(SignInTimeoutMs, &loop, &QEventLoop::quit);
+    method.start(*manager);
+    loop.exec();
+    manager.reset();
+    settle(SettleMs);
+    probe.stop();
+    return succeeded;
+}
+
+qint64 percentile(std::vector<qint64> values, double fraction)
+{
+    if (values.empty())
+        return 0;
+    const auto index = std::min(values.size() - 1, size_t(fraction * double(values.size())));
+    std::nth_element(values.begin(), values.begin() + long(index), values.end());
+    return values[index];
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    qputenv("QT_QPA_PLATFORM", "minimal");
+    QGuiApplication app(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("nimbla-bench"));
+    QLoggingCategory::setFilterRules(QStringLiteral("*.debug=false\n*.info=false"));
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral("Measures how long each sign-in method holds the main thread."));
+    parser.addHelpOption();
+    const QCommandLineOption runsOption(QStringLiteral("runs"), QStringLiteral("Sign-ins per method."),
+                                        QStringLiteral("count"), QStringLiteral("30"));
+    const QCommandLineOption limitOption(QStringLiteral("limit-ms"),
+                                         QStringLiteral("Exit with 1 when a method's longest stall exceeds this."),
+                                         QStringLiteral("ms"), QStringLiteral("4"));
+    parser.addOptions({runsOption, limitOption});
+    parser.process(app);
+    const int runs = std::max(1, parser.value(runsOption).toInt());
+    const double limitMs = parser.value(limitOption).toDouble();
+
+    QTemporaryDir workspace;
+    qputenv("XDG_CONFIG_HOME", workspace.filePath(QStringLiteral("config")).toLocal8Bit());
+    qputenv("XDG_DATA_HOME", workspace.filePath(QStringLiteral("data")).toLocal8Bit());
+
+    EmulatorProcess emulator;
+    const QString configPath = workspace.filePath(QStringLiteral("launcher.json"));
+    if (!emulator.start(QStringLiteral(NIMBLA_EMULATOR_PATH), configPath))
+        return 2;
+    NApplication::instance().loadConfiguration(configPath);
+
+    Player player;
+    player.jwt = emulator.token(player.login);
+    player.providerLink = socialProviderLink(emulator, player.provider);
+    BrowserOnItsOwnThread browser;
+
+    out() << QStringLiteral("%1 %2 %3 %4").arg("method", -16).arg("runs", 6).arg("longest ms", 12).arg("p99 ms", 8)
+          << Qt::endl;
+    bool withinLimit = true;
+    std::vector<std::pair<QString, std::function<bool(StallProbe &)>>> rows;
+    for (const Method &method : methods(player))
+        rows.emplace_back(method.name, [method](StallProbe &probe) { return measureOnce(method, probe); });
+    for (const ManagedMethod &method : managedMethods(player, emulator))
+        rows.emplace_back(method.name, [method](StallProbe &probe) { return measureManagedOnce(method, probe); });
+    for (const auto &[name, measure] : rows) {
+        StallProbe probe;
+        int succeeded = 0;
+        for (int run = 0; run < runs; ++run)
+            succeeded += measure(probe) ? 1 : 0;
+        const auto &stalls = probe.stallsUs();
+        const double longestMs = double(stalls.empty() ? 0 : *std::max_element(stalls.begin(), stalls.end())) / 1000;
+        const double p99Ms = double(percentile(stalls, 0.99)) / 1000;
+        out() << QStringLiteral("%1 %2 %3 %4")
+                         .arg(name, -16)
+                         .arg(QStringLiteral("%1/%2").arg(succeeded).arg(runs), 6)
+                         .arg(longestMs, 12, 'f', 2)
+                         .arg(p99Ms, 8, 'f', 2)
+              << Qt::endl;
+        withinLimit = withinLimit && succeeded == runs && longestMs <= limitMs;
+    }
+    return withinLimit ? 0 : 1;
+}
+
+#include "bench_mainthreadstall.moc"

@@ -1,0 +1,147 @@
+// A remembered session across starts of the launcher: each start is a child
+// process with a fresh AuthManager, sharing the keyring, the settings and the
+// emulator with the others, as successive runs of a launcher do.
+#include "napplication.h"
+
+#include "emulatorfixture.h"
+#include "managersupport.h"
+
+#include <QProcess>
+#include <QtTest>
+
+using namespace ManagerSupport;
+
+namespace {
+
+QJsonObject run(const QString &configPath, const QString &settingsPath, const QString &step)
+{
+    QProcess launcher;
+    launcher.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    launcher.start(QStringLiteral(NIMBLA_RESTART_HELPER),
+                   {"--config", configPath, "--settings", settingsPath, "--step", step});
+    if (!launcher.waitForFinished(60000) || launcher.exitStatus() != QProcess::NormalExit || launcher.exitCode() != 0) {
+        qWarning() << "The launcher's" << step << "start failed:" << launcher.exitCode() << launcher.errorString();
+        launcher.kill();
+        launcher.waitForFinished();
+        return {};
+    }
+    const QList<QByteArray> lines = launcher.readAllStandardOutput().trimmed().split('\n');
+    return QJsonDocument::fromJson(lines.last()).object();
+}
+
+QString savedRefreshToken()
+{
+    return savedRecord().value("state").toObject().value("refresh_token").toString();
+}
+
+QJsonObject signedIn(const QString &user, bool autologin)
+{
+    return {{"finished", 1}, {"errors", QJsonArray()}, {"user", user}, {"autologin", autologin}, {"rememberMe", true}};
+}
+
+} // namespace
+
+class TestRestart : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void rememberedAcrossStarts();
+    void revokedTokenIsForgotten();
+
+private:
+    QJsonObject start(const QString &step);
+    //! The token requests of the last start, as "grant_type refresh_token"; other sign-in requests by path.
+    QStringList signInRequests();
+
+    EmulatorFixture m_emulator;
+};
+
+void TestRestart::initTestCase()
+{
+    QVERIFY(m_emulator.start());
+    // A launcher of its own: the manager tests share this keyring and run beside this one.
+    QVERIFY(m_emulator.loadConfig({{"appAccountName", "NimblaRestartLauncher"}}));
+    removeRecord();
+}
+
+QJsonObject TestRestart::start(const QString &step)
+{
+    m_emulator.clearRequests();
+    return run(m_emulator.configPath(), m_emulator.tempPath() + QStringLiteral("/config"), step);
+}
+
+QStringList TestRestart::signInRequests()
+{
+    QStringList requests;
+    for (const QJsonValue &value : m_emulator.requests()) {
+        const QJsonObject request = value.toObject();
+        const QString path = request.value("path").toString();
+        if (path.endsWith(QLatin1String("/social/providers")))
+            continue;
+        const QUrlQuery form(request.value("body").toString());
+        requests << (path.endsWith(QLatin1String("/oauth2/token"))
+                             ? form.queryItemValue("grant_type") + ' ' + form.queryItemValue("refresh_token")
+                             : path);
+    }
+    return requests;
+}
+
+void TestRestart::rememberedAcrossStarts()
+{
+    const QJsonObject first = start("signin");
+    QCOMPARE(first.value("password").toObject(), signedIn("alice", false));
+    QCOMPARE(first.value("social").toObject(), signedIn("frank", false));
+    // The last method signed in is the one remembered.
+    QCOMPARE(savedRecord().value("type").toString(), QStringLiteral("OAuth2"));
+    QCOMPARE(savedRecord().value("provider").toString(), QStringLiteral("testbook"));
+    const QString firstToken = savedRefreshToken();
+    QVERIFY(firstToken.startsWith("refresh-"));
+
+    // By refresh alone: no password, no browser, and the rotated token is kept.
+    const QJsonObject second = start("restore");
+    QCOMPARE(second.value("started").toBool(), true);
+    QCOMPARE(second.value("restore").toObject(), signedIn("frank", true));
+    QCOMPARE(second.value("browserOpened").toInt(), 0);
+    QCOMPARE(signInRequests(), QStringList{"refresh_token " + firstToken});
+    const QString secondToken = savedRefreshToken();
+    QVERIFY(secondToken.startsWith("refresh-"));
+    QVERIFY(secondToken != firstToken);
+
+    const QJsonObject third = start("restore-logout");
+    QCOMPARE(third.value("restore").toObject(), signedIn("frank", true));
+    QCOMPARE(signInRequests(), QStringList{"refresh_token " + secondToken});
+    QCOMPARE(third.value("afterLogout").toObject(),
+             (QJsonObject{{"finished", 0}, {"errors", QJsonArray()}, {"user", ""}, {"autologin", false},
+                          {"rememberMe", false}}));
+    QCOMPARE(savedRecord(), QJsonObject());
+
+    const QJsonObject fourth = start("restore");
+    QCOMPARE(fourth.value("started").toBool(), false);
+    QCOMPARE(signInRequests(), QStringList());
+}
+
+void TestRestart::revokedTokenIsForgotten()
+{
+    QCOMPARE(start("signin").value("social").toObject(), signedIn("frank", false));
+    const QString token = savedRefreshToken();
+    QCOMPARE(QJsonDocument::fromJson(m_emulator.adminSend("POST", "/admin/revoke", {{"refresh_token", token}})).object(),
+             (QJsonObject{{"revoked", 1}}));
+
+    const QJsonObject refused = start("restore");
+    QCOMPARE(refused.value("started").toBool(), true);
+    const QJsonObject outcome = refused.value("restore").toObject();
+    QCOMPARE(outcome.value("finished").toInt(), 0);
+    QCOMPARE(outcome.value("errors").toArray().size(), 1);
+    QVERIFY(outcome.value("errors").toArray().at(0).toString().startsWith("invalid_grant"));
+    QCOMPARE(outcome.value("autologin").toBool(), false);
+    QCOMPARE(refused.value("browserOpened").toInt(), 0);
+    QCOMPARE(savedRecord(), QJsonObject());
+
+    const QJsonObject next = start("restore");
+    QCOMPARE(next.value("started").toBool(), false);
+}
+
+QTEST_GUILESS_MAIN(TestRestart)
+#include "tst_restart.moc"
