@@ -340,18 +340,20 @@ void AuthManager::sessionError(QString errorMsg)
 
 void AuthManager::saveSessionState(const QJsonObject &sessionState)
 {
-    // Only the refresh token is kept: restoring means refreshing.
+    // Only the refresh token is kept: restoring means refreshing. Written off
+    // the GUI thread: this runs on every refresh, and a vault write is several
+    // round trips to the keyring daemon; the outcome was never looked at.
     QJsonObject inner;
     const QJsonValue refreshToken = sessionState.value(AbstactOAuthSession::SessionRefreshToken);
     if (!refreshToken.isUndefined())
         inner.insert(AbstactOAuthSession::SessionRefreshToken, refreshToken);
 
     if (auto *social = qobject_cast<SocialNetworkOAuthSession *>(m_currentSession)) {
-        m_storage.save({{TypeKey, sessionTypeToString(OAuth2)},
+        m_storage.saveLater({{TypeKey, sessionTypeToString(OAuth2)},
                         {ProviderKey, social->providerName()},
                         {StateKey, inner}});
     } else if (qobject_cast<NimblaLoginOAuthSession *>(m_currentSession)) {
-        m_storage.save({{TypeKey, sessionTypeToString(NimblaOAuth2)}, {StateKey, inner}});
+        m_storage.saveLater({{TypeKey, sessionTypeToString(NimblaOAuth2)}, {StateKey, inner}});
     }
 }
 
@@ -364,7 +366,7 @@ void AuthManager::saveCurrentSessionState()
 
 void AuthManager::removeSavedSessionState()
 {
-    m_storage.remove();
+    m_storage.removeLater();
 }
 
 bool AuthManager::tryAutoLogin()

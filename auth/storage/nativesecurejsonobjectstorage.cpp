@@ -13,10 +13,23 @@ NativeSecureJsonObjectStorage::NativeSecureJsonObjectStorage(const QString &stor
 
 NativeSecureJsonObjectStorage::~NativeSecureJsonObjectStorage() = default;
 
+namespace {
+
+CredentialRecord recordOf(const QString &target, const QJsonObject &object)
+{
+    return {target, QString(), QString::fromUtf8(QJsonDocument(object).toJson())};
+}
+
+} // namespace
+
 bool NativeSecureJsonObjectStorage::save(const QJsonObject &object)
 {
-    const QString text = QString::fromUtf8(QJsonDocument(object).toJson());
-    return writeCredential({storageKey(), QString(), text});
+    return writeCredential(recordOf(storageKey(), object));
+}
+
+void NativeSecureJsonObjectStorage::saveLater(const QJsonObject &object)
+{
+    queueCredentialWrite(recordOf(storageKey(), object));
 }
 
 QJsonObject NativeSecureJsonObjectStorage::read()
@@ -29,6 +42,11 @@ void NativeSecureJsonObjectStorage::remove()
 {
     // A record that is already gone is the outcome the caller wants.
     deleteCredential(storageKey());
+}
+
+void NativeSecureJsonObjectStorage::removeLater()
+{
+    queueCredentialRemoval(storageKey());
 }
 
 QString NativeSecureJsonObjectStorage::storageKey() const

@@ -20,6 +20,9 @@ namespace NimblaSDK {
  *     qWarning() << "The session will not be remembered";
  * const QJsonObject restored = storage.read(); // empty when nothing was saved
  * \endcode
+ *
+ * On the GUI thread, prefer saveLater() and removeLater(): a vault call is
+ * several round trips to the keyring daemon and can take tens of milliseconds.
  */
 class NIMBLAAUTH_EXPORT NativeSecureJsonObjectStorage : public ISecureJsonObjectStorage
 {
@@ -38,6 +41,12 @@ public:
     QJsonObject read() override;
     //! Deletes the record; an absent record is not an error.
     void remove() override;
+
+    //! As save(), off the calling thread: a refusal gives the same warnings later,
+    //! and a read() in the meantime already answers with \a object.
+    void saveLater(const QJsonObject &object);
+    //! As remove(), off the calling thread; a read() in the meantime answers with nothing.
+    void removeLater();
 
 protected:
     //! The vault's target name; every operation asks for it through this call.
