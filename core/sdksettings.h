@@ -2,11 +2,11 @@
 
 #include "nimblacore_export.h"
 
+#include <QHash>
 #include <QString>
+#include <QVariantMap>
 
 #include <memory>
-
-class QSettings;
 
 namespace NimblaSDK {
 
@@ -14,8 +14,11 @@ namespace NimblaSDK {
  * Persistent per-user settings of the signed-in player.
  *
  * Kept with QSettings in the native format of the user's configuration
- * folder, organisation "NIMBLA", application = the application account name.
- * Setters store in memory at once; settingsSync() writes to disk.
+ * folder, organisation "NIMBLA", application = the application account name,
+ * without falling back to the organisation's own settings. Setters store in
+ * memory at once; the file is written on a background thread, soon after a
+ * change, on settingsSync(), when open() switches accounts and at the latest
+ * when the object is destroyed.
  */
 class NIMBLACORE_EXPORT SDKSettings
 {
@@ -54,10 +57,15 @@ public:
     void settingsSync();
 
 private:
-    QString string(const char *key) const;
-    void setString(const char *key, const QString &value);
+    class Writer;
 
-    std::unique_ptr<QSettings> m_settings;
+    QVariant value(const char *key) const;
+    void setValue(const char *key, const QVariant &value);
+
+    QString m_account;
+    // The values of every account opened so far, the current one included: what the getters answer.
+    QHash<QString, QVariantMap> m_accounts;
+    std::unique_ptr<Writer> m_writer;
 };
 
 } // namespace NimblaSDK

@@ -16,7 +16,11 @@ std::unique_ptr<QSettings> openOtpSettings(const QString &path)
     }
     const QString organisation = prefix.mid(prefix.lastIndexOf(QLatin1Char('\\')) + 1);
     const QString application = path.mid(prefix.size() + 1);
-    return std::make_unique<QSettings>(QSettings::NativeFormat, QSettings::UserScope, organisation, application);
+    auto settings = std::make_unique<QSettings>(QSettings::NativeFormat, QSettings::UserScope, organisation, application);
+    // The organisation's file stands for the root key, where a password left for no product
+    // would otherwise be read, and never removed, by every product; the registry has no fallback.
+    settings->setFallbacksEnabled(false);
+    return settings;
 }
 
 } // namespace NimblaSDK

@@ -4,7 +4,10 @@ namespace NimblaSDK {
 
 std::unique_ptr<QSettings> openOtpSettings(const QString &path)
 {
-    return std::make_unique<QSettings>(path, QSettings::NativeFormat);
+    auto settings = std::make_unique<QSettings>(path, QSettings::NativeFormat);
+    // A product reads only its own key, never a password left at the root for no product.
+    settings->setFallbacksEnabled(false);
+    return settings;
 }
 
 } // namespace NimblaSDK

@@ -9,6 +9,8 @@
 #include <QSettings>
 #include <QtTest>
 
+#include <memory>
+
 using namespace NimblaSDK;
 
 class TestCore : public QObject
@@ -28,11 +30,33 @@ private Q_SLOTS:
     void requesterSendsBearerToken();
 
     void settingsPersist();
+    void settingsReachTheFile_data();
+    void settingsReachTheFile();
+    void settingsIgnoreTheOrganisation();
     void reportsReachJournal();
 
 private:
+    QString settingsFile(const QString &account) const;
+    QVariant onDisk(const QString &account, const QString &key) const;
+
     EmulatorFixture m_emulator;
 };
+
+QString TestCore::settingsFile(const QString &account) const
+{
+    // Named by hand: a QSettings object on the file would share the library's pending changes.
+    return m_emulator.tempPath() + QStringLiteral("/config/NIMBLA/%1.conf").arg(account);
+}
+
+// What the file holds now, read from a copy that no other QSettings object in this process knows.
+QVariant TestCore::onDisk(const QString &account, const QString &key) const
+{
+    static int copies = 0;
+    const QString copy = m_emulator.tempPath() + QStringLiteral("/settings-copy-%1.conf").arg(++copies);
+    if (!QFile::copy(settingsFile(account), copy))
+        return QVariant();
+    return QSettings(copy, QSettings::IniFormat).value(key);
+}
 
 void TestCore::initTestCase()
 {
@@ -170,22 +194,78 @@ void TestCore::requesterSendsBearerToken()
 void TestCore::settingsPersist()
 {
     SDKSettings *settings = NApplication::instance().settingsManager();
+    const QString account = NApplication::instance().appAccountName();
     settings->setRememberMe(true);
     settings->setJWT(QStringLiteral("jwt-ü"));
     settings->setLogin(QStringLiteral("zoe@example.com"));
+    QCOMPARE(settings->rememberMe(), true);
+    QCOMPARE(settings->getJWT(), QStringLiteral("jwt-ü"));
     settings->settingsSync();
 
-    QSettings independent(QSettings::NativeFormat, QSettings::UserScope, QStringLiteral("NIMBLA"),
-                          NApplication::instance().appAccountName());
-    QCOMPARE(independent.value("rememberMe").toBool(), true);
-    QCOMPARE(independent.value("jwt").toString(), QStringLiteral("jwt-ü"));
-    QVERIFY(independent.fileName().startsWith(m_emulator.tempPath()));
+    QTRY_COMPARE(onDisk(account, "jwt").toString(), QStringLiteral("jwt-ü"));
+    QCOMPARE(onDisk(account, "rememberMe").toBool(), true);
+    QCOMPARE(onDisk(account, "login").toString(), QStringLiteral("zoe@example.com"));
 
     // A configuration of another account opens another store.
     QVERIFY(m_emulator.loadConfig({{"appAccountName", "SecondLauncher"}}));
     QVERIFY(settings->getJWT().isEmpty());
     QVERIFY(m_emulator.loadConfig());
     QCOMPARE(settings->getJWT(), QStringLiteral("jwt-ü"));
+}
+
+void TestCore::settingsReachTheFile_data()
+{
+    QTest::addColumn<QString>("trigger");
+
+    QTest::newRow("settings-sync") << "sync";
+    QTest::newRow("account-switch") << "switch";
+    QTest::newRow("destruction") << "destroy";
+}
+
+void TestCore::settingsReachTheFile()
+{
+    QFETCH(QString, trigger);
+    const QString account = QStringLiteral("ReachTheFile-") + trigger;
+
+    auto settings = std::make_unique<SDKSettings>();
+    settings->open(account);
+    settings->setJWT(QStringLiteral("jwt-") + trigger);
+    settings->setRememberMe(true);
+    if (trigger == QLatin1String("sync")) {
+        settings->settingsSync();
+    } else if (trigger == QLatin1String("switch")) {
+        settings->open(account + QStringLiteral("-next"));
+        QVERIFY(settings->getJWT().isEmpty());
+    } else {
+        // Destruction waits for the file: no waiting here.
+        settings.reset();
+        QCOMPARE(onDisk(account, "jwt").toString(), QStringLiteral("jwt-") + trigger);
+    }
+    QTRY_COMPARE(onDisk(account, "jwt").toString(), QStringLiteral("jwt-") + trigger);
+    QCOMPARE(onDisk(account, "rememberMe").toBool(), true);
+
+    // A later start reads what was written.
+    settings.reset();
+    SDKSettings later;
+    later.open(account);
+    QCOMPARE(later.getJWT(), QStringLiteral("jwt-") + trigger);
+    QCOMPARE(later.rememberMe(), true);
+}
+
+void TestCore::settingsIgnoreTheOrganisation()
+{
+    // Values written at the organisation's level, as a one-time password left for no product is.
+    const QString organisationFile = m_emulator.tempPath() + QStringLiteral("/config/NIMBLA.conf");
+    QFile file(organisationFile);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    QVERIFY(file.write("[General]\njwt=organisation-jwt\nrememberMe=true\n") > 0);
+    file.close();
+
+    SDKSettings settings;
+    settings.open(QStringLiteral("WithoutFallback"));
+    QCOMPARE(settings.getJWT(), QString());
+    QCOMPARE(settings.rememberMe(), false);
+    QVERIFY(QFile::remove(organisationFile));
 }
 
 void TestCore::reportsReachJournal()

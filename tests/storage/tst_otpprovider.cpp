@@ -45,6 +45,8 @@ private Q_SLOTS:
     void valueWrittenByAnotherProgramIsSeen();
     void removeTakesOnlyThePassword();
     void readBeforeProjectName();
+    void organisationPasswordIsNotTheProducts_data();
+    void organisationPasswordIsNotTheProducts();
 
 private:
     QString configFile(const QString &relativePath) const;
@@ -157,6 +159,33 @@ void TestOtpProvider::readBeforeProjectName()
     provider.remove();
     QCOMPARE(QSettings(configFile(QStringLiteral("NIMBLA.conf")), QSettings::IniFormat).value(QStringLiteral("otp")),
              QVariant(QStringLiteral("organisation-wide")));
+}
+
+void TestOtpProvider::organisationPasswordIsNotTheProducts_data()
+{
+    QTest::addColumn<QByteArray>("productFile");
+
+    QTest::newRow("no-product-file") << QByteArray();
+    QTest::newRow("product-file-without-password") << QByteArray("[General]\nlanguage=fr\n");
+}
+
+void TestOtpProvider::organisationPasswordIsNotTheProducts()
+{
+    QFETCH(QByteArray, productFile);
+    const QString product = QStringLiteral("NIMBLA/NimblaDemo_Launcher.conf");
+    QVERIFY(writeFile(QStringLiteral("NIMBLA.conf"), "[General]\notp=organisation-wide\n"));
+    if (!productFile.isEmpty())
+        QVERIFY(writeFile(product, productFile));
+
+    OtpProvider provider;
+    provider.setProjectName(QStringLiteral("NimblaDemo"));
+    QCOMPARE(provider.read(), QString());
+    provider.remove();
+
+    // Left for the product that owns it.
+    OtpProvider root;
+    root.setProjectName(QString());
+    QCOMPARE(root.read(), QStringLiteral("organisation-wide"));
 }
 
 int main(int argc, char *argv[])
