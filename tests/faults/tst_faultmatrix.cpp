@@ -1,4 +1,5 @@
 #include "abstactoauthsession.h"
+#include "authmanager.h"
 #include "jwt/jwtchecker.h"
 #include "jwt/nimblaloginjwtvalidator.h"
 #include "sessions/nimblaloginoauthsession.h"
@@ -47,6 +48,7 @@ enum class Operation {
     OtpExchange,
     SocialToken,
     SocialOAuthToken,
+    SocialProviders,
 };
 
 // A regular expression for an outcome that is written out literally.
@@ -107,6 +109,10 @@ QList<Row> rows()
          literal("error: Network error"), literal("loginFinished")},
         {"social-oauth2-token", Operation::SocialOAuthToken, "oauthExchangeCodeUrl", sessionError, serviceRefusal, {},
          tokenSilence},
+        // An answer without "socialLinks" publishes an empty list.
+        {"social-providers", Operation::SocialProviders, "socialNetworksListUrl",
+         always("error: Failed download social providers"), literal("error: Failed download social providers"),
+         literal("providers: 0")},
     };
 }
 
@@ -408,6 +414,16 @@ void TestFaultMatrix::start(Operation operation, const QString &jwt, Recorder &r
         auto *session = new SocialNetworkOAuthSession(QStringLiteral("testbook"), owner);
         recordSession(session, recorder);
         session->tryLogin();
+        break;
+    }
+    case Operation::SocialProviders: {
+        // Every new manager starts the download at once.
+        auto *manager = new AuthManager(owner);
+        QObject::connect(manager, &AuthManager::error, &recorder,
+                         [&recorder](const QString &text) { recorder.record("error: " + text); });
+        QObject::connect(manager, &AuthManager::socialProvidersChanged, &recorder, [&recorder](const QVariantList &list) {
+            recorder.record(QStringLiteral("providers: %1").arg(list.size()));
+        });
         break;
     }
     }
