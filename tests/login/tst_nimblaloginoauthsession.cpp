@@ -159,8 +159,9 @@ void TestNimblaLoginOAuthSession::failures()
     session.tryLogin();
     if (!row.password.isEmpty()) {
         QTRY_COMPARE(watch.finished(loginPath()), 1);
-        // Right after the login answer: a refused redirect has not even started an exchange.
-        QCOMPARE(ReplyWatch::alive(tokenPath), row.exchanged ? 1 : 0);
+        // Right after the login answer: a refused redirect has not even started an exchange. An
+        // accepted one may have ended it already, now that nothing stalls the thread in between.
+        QCOMPARE(ReplyWatch::alive(tokenPath) > 0 || watch.finished(tokenPath) > 0, row.exchanged);
         if (row.exchanged)
             QTRY_COMPARE(watch.finished(tokenPath), 1);
     }
