@@ -19,9 +19,4 @@ export HOME="$home" XDG_RUNTIME_DIR="$home/run"
 mkdir -p "$XDG_RUNTIME_DIR" && chmod 700 "$XDG_RUNTIME_DIR"
 unset DISPLAY WAYLAND_DISPLAY DBUS_SESSION_BUS_ADDRESS
 
-dbus-run-session -- bash -c '
-    set -e
-    printf %s bench | gnome-keyring-daemon --unlock --components=secrets >/dev/null
-    gdbus wait --session --timeout 10 org.freedesktop.secrets
-    "$@"
-' bash "$build/bench/bench_mainthreadstall" "$@" | grep -v "^All right!$"
+nimbla_with_private_keyring "$build/bench/bench_mainthreadstall" "$@" | grep -v '^All right!$'

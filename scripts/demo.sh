@@ -30,10 +30,4 @@ mkdir -p "$keyring/data" "$keyring/run"
 chmod 700 "$keyring/run"
 export XDG_DATA_HOME="$keyring/data" XDG_RUNTIME_DIR="$keyring/run"
 unset DBUS_SESSION_BUS_ADDRESS
-exec dbus-run-session -- bash -c '
-    set -e
-    # The unlock password must not be empty, and the daemon must own its name before the first client.
-    printf %s nimbla-demo | gnome-keyring-daemon --unlock --components=secrets >/dev/null
-    gdbus wait --session --timeout 10 org.freedesktop.secrets
-    exec "$@"
-' bash "${demo[@]}"
+nimbla_with_private_keyring "${demo[@]}"

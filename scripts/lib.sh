@@ -36,3 +36,17 @@ nimbla_build() {
     # Only warnings and errors: the progress of every step would bury them.
     cmake --build "$folder" -- -j"$(nproc)" --quiet
 }
+
+# nimbla_with_private_keyring <command> [arguments...]
+# Runs the command in a private D-Bus session with its own unlocked gnome-keyring, whose files go
+# under XDG_DATA_HOME and XDG_RUNTIME_DIR.
+nimbla_with_private_keyring() {
+    dbus-run-session -- bash -c '
+        set -e
+        # The unlock password must not be empty, and the daemon must own its name
+        # before the first client, or a second daemon finds the keyring locked.
+        printf %s nimbla | gnome-keyring-daemon --unlock --components=secrets >/dev/null
+        gdbus wait --session --timeout 10 org.freedesktop.secrets
+        exec "$@"
+    ' bash "$@"
+}

@@ -25,12 +25,4 @@ export XDG_CONFIG_HOME="$home/.config" XDG_DATA_HOME="$home/.local/share" XDG_RU
 mkdir -p "$XDG_RUNTIME_DIR" && chmod 700 "$XDG_RUNTIME_DIR"
 unset DISPLAY WAYLAND_DISPLAY DBUS_SESSION_BUS_ADDRESS
 
-dbus-run-session -- bash -c '
-    set -e
-    # The unlock password must not be empty, and the daemon must own its name
-    # before the first client, or a second daemon finds the keyring locked.
-    printf %s ci | gnome-keyring-daemon --unlock --components=secrets >/dev/null
-    gdbus wait --session --timeout 10 org.freedesktop.secrets
-    cd "$1"
-    ctest --output-on-failure -j2 --timeout 600
-' bash "$build"
+nimbla_with_private_keyring ctest --test-dir "$build" --output-on-failure -j2 --timeout 600
