@@ -7,6 +7,8 @@
 #include <QSettings>
 #include <QString>
 
+#include <future>
+
 namespace NimblaSDK {
 
 /*!
@@ -39,11 +41,13 @@ public:
 
     //! Opens the settings afresh, so a value written by another program since the last call is seen.
     QString read() override;
+    //! Returns at once; the next read() does not see the removed password.
     void remove() override;
 
 private:
     QString m_path;
     QSettings m_settings;
+    std::future<void> m_removal;
 };
 
 } // namespace NimblaSDK
