@@ -26,9 +26,6 @@
 #include <QFile>
 #include <QEventLoop>
 #include <QGuiApplication>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QLoggingCategory>
 #include <QSettings>
 #include <QTemporaryDir>
@@ -185,19 +182,6 @@ struct Player
     QString provider = QStringLiteral("testbook");
     QString providerLink;
 };
-
-QString socialProviderLink(EmulatorProcess &emulator, const QString &provider)
-{
-    const QString listUrl = NApplication::instance().urlsManager()->socialNetworksListUrl();
-    const QJsonObject links = QJsonDocument::fromJson(emulator.send("GET", listUrl)).object().value("socialLinks").toObject();
-    for (const QJsonValue &group : links) {
-        for (const QJsonValue &entry : group.toArray()) {
-            if (entry.toObject().value("name").toString() == provider)
-                return entry.toObject().value("url").toString();
-        }
-    }
-    return QString();
-}
 
 std::vector<Method> methods(const Player &player)
 {
@@ -391,7 +375,8 @@ int main(int argc, char *argv[])
 
     Player player;
     player.jwt = emulator.token(player.login);
-    player.providerLink = socialProviderLink(emulator, player.provider);
+    player.providerLink =
+            emulator.socialProviderLink(NApplication::instance().urlsManager()->socialNetworksListUrl(), player.provider);
     BrowserOnItsOwnThread browser;
 
     out() << QStringLiteral("%1 %2 %3 %4 %5 %6")

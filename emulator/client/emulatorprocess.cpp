@@ -2,6 +2,7 @@
 
 #include <QDeadlineTimer>
 #include <QEventLoop>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
@@ -93,4 +94,16 @@ QByteArray EmulatorProcess::send(const QByteArray &verb, const QString &pathAndQ
     const QByteArray data = reply->isOpen() ? reply->readAll() : QByteArray();
     delete reply;
     return data;
+}
+
+QString EmulatorProcess::socialProviderLink(const QString &listUrl, const QString &provider)
+{
+    const QJsonObject links = QJsonDocument::fromJson(send("GET", listUrl)).object().value("socialLinks").toObject();
+    for (const QJsonValue &group : links) {
+        for (const QJsonValue &entry : group.toArray()) {
+            if (entry.toObject().value("name").toString() == provider)
+                return entry.toObject().value("url").toString();
+        }
+    }
+    return QString();
 }

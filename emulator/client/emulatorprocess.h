@@ -30,6 +30,10 @@ public:
     //! on a network manager of its own and bounded to ten seconds.
     QByteArray send(const QByteArray &verb, const QString &pathAndQuery, const QJsonObject &body = {});
 
+    //! The login page of \a provider in the provider list that the service publishes at \a listUrl;
+    //! empty when the list has no such provider.
+    QString socialProviderLink(const QString &listUrl, const QString &provider);
+
     EmulatorProcess(const EmulatorProcess &) = delete;
     EmulatorProcess &operator=(const EmulatorProcess &) = delete;
 

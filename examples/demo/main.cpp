@@ -11,7 +11,6 @@
 #include <QDateTime>
 #include <QDir>
 #include <QGuiApplication>
-#include <QJsonArray>
 #include <QJsonDocument>
 #include <QLoggingCategory>
 #include <QSettings>
@@ -19,20 +18,6 @@
 #include <QTimer>
 
 namespace {
-
-// The provider's login page, from the list of providers that the service publishes.
-QString socialProviderLink(EmulatorProcess &emulator, const QString &provider)
-{
-    const QString listUrl = NimblaSDK::NApplication::instance().urlsManager()->socialNetworksListUrl();
-    const QJsonObject links = QJsonDocument::fromJson(emulator.send("GET", listUrl)).object().value("socialLinks").toObject();
-    for (const QJsonValue &group : links) {
-        for (const QJsonValue &entry : group.toArray()) {
-            if (entry.toObject().value("name").toString() == provider)
-                return entry.toObject().value("url").toString();
-        }
-    }
-    return QString();
-}
 
 // Leaves a fresh one-time password where the launcher looks for it, as the launcher's web page would.
 bool leaveOtp(EmulatorProcess &emulator)
@@ -116,7 +101,8 @@ int main(int argc, char *argv[])
     player.password = QStringLiteral("alice-password");
     player.jwt = emulator.token(player.login);
     player.socialProvider = QStringLiteral("testbook");
-    player.socialProviderLink = socialProviderLink(emulator, player.socialProvider);
+    player.socialProviderLink = emulator.socialProviderLink(
+            NimblaSDK::NApplication::instance().urlsManager()->socialNetworksListUrl(), player.socialProvider);
 
     // A headless machine has no browser: this one follows the service's redirects back to the library.
     SimulatedBrowser browser;
