@@ -1,6 +1,5 @@
 #include "sessions/nimblaloginsession.h"
 
-#include "cutreplyserver.h"
 #include "emulatorfixture.h"
 #include "jwt/nimblaloginjwtvalidator.h"
 #include "loginsupport.h"
@@ -70,8 +69,6 @@ private Q_SLOTS:
 
     void failures_data();
     void failures();
-    void cutAnswerIsANetworkFailure_data();
-    void cutAnswerIsANetworkFailure();
     void channelOrder_data();
     void channelOrder();
     void loginUrlFollowsLoginType_data();
@@ -191,50 +188,6 @@ void TestNimblaLoginSession::failures()
     // The policy page is the one the browser was asked to open.
     QCOMPARE(QUrl(policyPage).path(), QString(row.emitted == "policy" ? "/privacy-policy" : ""));
     QCOMPARE(m_opened, policyPage.isEmpty() ? QList<QUrl>() : QList<QUrl>{QUrl(policyPage)});
-}
-
-void TestNimblaLoginSession::cutAnswerIsANetworkFailure_data()
-{
-    QTest::addColumn<QString>("widgetProject"); // empty: the login type is never asked for
-
-    QTest::newRow("direct-login") << "nimbla-direct-project";
-    QTest::newRow("proxy-login") << "";
-}
-
-void TestNimblaLoginSession::cutAnswerIsANetworkFailure()
-{
-    QFETCH(QString, widgetProject);
-
-    // The start of a good answer: a finished sign-in, had it not broken off.
-    CutReplyServer cutService(compactJson({{"login_url", m_emulator.baseUrl().toString() + "/privacy-policy?token="
-                                                                 + m_emulator.token("alice@example.com")}}).toUtf8());
-    QVERIFY(cutService.listen());
-    const QString cutUrl = cutService.url("/login").toString();
-    QVERIFY(m_emulator.loadConfig({{"appAccountName", Account},
-                                   {"urls", QJsonObject{{"loginUrl", cutUrl}, {"proxyLoginUrl", cutUrl},
-                                                        {"widgetSettingsUrl", m_emulator.baseUrl().toString() + "/projects/"
-                                                                                      + widgetProject + "/widget-settings"}}}}));
-
-    NimblaLoginSession session(nullptr);
-    session.setLogin("alice@example.com");
-    session.setPassword("alice-password");
-    QSignalSpy errors(&session, &AbstractSession::error);
-    QSignalSpy finished(&session, &AbstractSession::loginFinished);
-    QTest::ignoreMessage(QtCriticalMsg, QRegularExpression("^loading login_url failed Connection closed\\x02$"));
-    widgetProject.isEmpty() ? session.tryLogin() : session.checkLoginType();
-
-    QVERIFY(errors.wait());
-    QCOMPARE(session.loginType(), widgetProject.isEmpty() ? 0 : 1);
-    QCOMPARE(cutService.requests(), 1);
-    QCOMPARE(errors.count(), 1);
-    QCOMPARE(errors.at(0).at(0).toString(), QStringLiteral("Connection closed"));
-    QCOMPARE(finished.count(), 0);
-    QCOMPARE(errorReports(), QStringList{"NimblaLogin: Authorization failed | loading login_url failed Connection closed"
-                                         + QString(QChar(QNetworkReply::RemoteHostClosedError)) + " | authorization"});
-    QCOMPARE(trackedEvents(), QStringList{"LoginPassAuthFailed"});
-    QCOMPARE(session.accessKey(), QString());
-    QCOMPARE(readCredential(Account).userName, QString());
-    QVERIFY(m_opened.isEmpty());
 }
 
 void TestNimblaLoginSession::channelOrder_data()

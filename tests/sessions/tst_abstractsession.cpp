@@ -4,7 +4,6 @@
 #include "errorlogger.h"
 #include "napplication.h"
 
-#include <QElapsedTimer>
 #include <QJsonDocument>
 #include <QtTest>
 
@@ -64,7 +63,6 @@ private Q_SLOTS:
 
     void checkLoginType_data();
     void checkLoginType();
-    void silentServiceEndsWithinTimeout();
     void defaultRefreshAsksToLoginAgain();
 
 private:
@@ -322,24 +320,6 @@ void TestAbstractSession::checkLoginType()
         QCOMPARE(reports.at(0).value("details").toString(),
                  QStringLiteral("loading widget settings failed Login widget is disabled for this project"));
     }
-}
-
-void TestAbstractSession::silentServiceEndsWithinTimeout()
-{
-    QVERIFY(m_emulator.loadConfig({{"network", QJsonObject{{"requestTimeoutMs", 400}}}}));
-    m_emulator.injectFault(QUrl(NApplication::instance().urlsManager()->widgetSettingsUrl()),
-                           {{"delayMs", 10000}, {"status", 200}, {"body", "{}"}});
-
-    ProbeSession session(nullptr);
-    QSignalSpy errors(&session, &AbstractSession::error);
-    QTest::ignoreMessage(QtCriticalMsg, QRegularExpression("^loading widget settings failed "));
-    QElapsedTimer elapsed;
-    elapsed.start();
-    session.checkLoginType();
-    QVERIFY(errors.wait(5000));
-    QVERIFY2(elapsed.elapsed() < 3000, qPrintable(QString::number(elapsed.elapsed())));
-    QCOMPARE(session.loginType(), 0);
-    QCOMPARE(session.tryLoginCalls, 0);
 }
 
 void TestAbstractSession::defaultRefreshAsksToLoginAgain()
