@@ -54,7 +54,7 @@ public:
     enum State { UA_STATE_NONE = 0, UA_STATE_IN_PROGRESS = 1 };
     Q_ENUM(State)
 
-    //! \a authManager is only kept alive; the requester's authorisation is what the service checks.
+    //! \a authManager is only kept alive, and may be null; the service checks the requester's authorisation.
     UserAttributes(QSharedPointer<IHttpApiRequester> requester, QSharedPointer<AuthManager> authManager,
                    QObject *parent);
 

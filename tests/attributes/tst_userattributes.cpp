@@ -70,6 +70,8 @@ private Q_SLOTS:
     void getReturnsWhatUpdateWrote();
     void signalOrder_data();
     void signalOrder();
+    void overlappingCallsEachSend();
+    void requestOutlivesItsClient();
     void httpError_data();
     void httpError();
     void errorCrossesQueuedConnection();
@@ -353,6 +355,37 @@ void TestUserAttributes::signalOrder()
     QTRY_COMPARE(order.size(), 3);
     QCOMPARE(order, expected);
     QCOMPARE(attributes->state(), UserAttributes::UA_STATE_NONE);
+}
+
+void TestUserAttributes::overlappingCallsEachSend()
+{
+    // The first answer is held back, so the second one arrives first.
+    m_emulator.injectFault(QUrl(urls()->getUserAttributesUrl()), {{"delayMs", 300}, {"times", 1}});
+    std::unique_ptr<UserAttributes> attributes = client(m_jwt);
+    QSignalSpy finished(attributes.get(), &UserAttributes::getFinished);
+    QSignalSpy state(attributes.get(), &UserAttributes::stateChanged);
+    attributes->get();
+    attributes->get();
+    QTRY_COMPARE(finished.count(), 2);
+    QCOMPARE(m_emulator.requests(path(urls()->getUserAttributesUrl())).size(), 2);
+    QCOMPARE(state.count(), 2);
+    QCOMPARE(state.at(1).at(0).value<UserAttributes::State>(), UserAttributes::UA_STATE_NONE);
+}
+
+void TestUserAttributes::requestOutlivesItsClient()
+{
+    m_emulator.injectFault(QUrl(urls()->getUserAttributesUrl()), {{"delayMs", 200}});
+    auto requester = QSharedPointer<HttpApiRequester>::create(nullptr);
+    requester->authorized({{QStringLiteral("access_token"), m_jwt}});
+    auto attributes = std::make_unique<UserAttributes>(requester, QSharedPointer<AuthManager>(), nullptr);
+    attributes->setPublisherID(7);
+    attributes->setUserID(AliceId);
+    attributes->get();
+    auto *request = requester->findChild<HttpApiRequest *>();
+    QVERIFY(request);
+    QSignalSpy released(request, &QObject::destroyed);
+    attributes.reset();
+    QVERIFY(released.wait());
 }
 
 void TestUserAttributes::httpError_data()
