@@ -2,6 +2,7 @@
 
 #include "abstactoauthsession.h"
 #include "abstractsession.h"
+#include "attributes/userattributes.h"
 #include "authmanager.h"
 #include "sessions/jwtloginsession.h"
 #include "sessions/nimblaloginoauthsession.h"
@@ -38,6 +39,10 @@ void registerQmlTypes()
     registerSession<JwtLoginSession>("JwtLoginSession");
     registerSession<SocialNetworkSession>("SocialNetworkSession");
     registerSession<SocialNetworkOAuthSession>("SocialNetworkOAuthSession");
+    // It needs the launcher's requester, so QML is handed one made in C++.
+    qmlRegisterUncreatableType<UserAttributes>(
+            Module, Major, Minor, "UserAttributes",
+            QStringLiteral("UserAttributes is created in C++ with its requester and handed to QML"));
 }
 
 } // namespace NimblaSDK

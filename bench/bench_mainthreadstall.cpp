@@ -8,7 +8,10 @@
 // start it inside a D-Bus session with an unlocked Secret Service, as
 // scripts/bench.sh does.
 #include "abstractsession.h"
+#include "attributes/userattributes.h"
 #include "authmanager.h"
+#include "httpapirequester.h"
+#include "jwt/jwtcodec.h"
 #include "napplication.h"
 #include "sessions/jwtloginsession.h"
 #include "sessions/nimblaloginoauthsession.h"
@@ -24,6 +27,7 @@
 #include <QDesktopServices>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QJsonObject>
 #include <QEventLoop>
 #include <QGuiApplication>
 #include <QLoggingCategory>
@@ -179,6 +183,7 @@ struct Player
     QString login = QStringLiteral("alice@example.com");
     QString password = QStringLiteral("alice-password");
     QString jwt;
+    QString userId;
     QString provider = QStringLiteral("testbook");
     QString providerLink;
 };
@@ -310,6 +315,39 @@ bool measureOnce(const Method &method, StallProbe &probe)
     return succeeded;
 }
 
+// A write and a read of the signed-in player's attributes, as a launcher's profile page does.
+bool measureAttributesOnce(const Player &player, StallProbe &probe)
+{
+    QEventLoop loop;
+    int succeeded = 0;
+    int answered = 0;
+    const auto done = [&](const UserAttributesError &error) {
+        succeeded += error.code == 0 ? 1 : 0;
+        if (++answered == 2)
+            loop.quit();
+    };
+    probe.start();
+    auto requester = QSharedPointer<HttpApiRequester>::create(nullptr);
+    requester->authorized({{QStringLiteral("access_token"), player.jwt}});
+    auto attributes = std::make_unique<UserAttributes>(requester, QSharedPointer<AuthManager>(), nullptr);
+    QObject::connect(attributes.get(), &UserAttributes::updateFinished, &loop, done);
+    QObject::connect(attributes.get(), &UserAttributes::getFinished, &loop, done);
+    attributes->setPublisherID(1);
+    attributes->setUserID(player.userId);
+    attributes->setKeys({QStringLiteral("title")});
+    attributes->setValue(QStringLiteral("title"), QStringLiteral("bench"));
+    QTimer::singleShot(SignInTimeoutMs, &loop, &QEventLoop::quit);
+    attributes->update();
+    attributes->get();
+    loop.exec();
+    attributes.reset();
+    settle(SettleMs);
+    probe.stop();
+    if (succeeded != 2)
+        out() << "attributes: " << succeeded << " of 2 requests succeeded" << Qt::endl;
+    return succeeded == 2;
+}
+
 bool measureManagedOnce(const ManagedMethod &method, StallProbe &probe)
 {
     method.prepare();
@@ -375,6 +413,9 @@ int main(int argc, char *argv[])
 
     Player player;
     player.jwt = emulator.token(player.login);
+    JwtCodec codec;
+    codec.decode(player.jwt);
+    player.userId = codec.payloadDocument().object().value(QStringLiteral("sub")).toString();
     player.providerLink =
             emulator.socialProviderLink(NApplication::instance().urlsManager()->socialNetworksListUrl(), player.provider);
     BrowserOnItsOwnThread browser;
@@ -401,6 +442,8 @@ int main(int argc, char *argv[])
         rows.emplace_back(method.name, [method](StallProbe &probe) { return measureOnce(method, probe); });
     for (const ManagedMethod &method : managedMethods(player, emulator))
         rows.emplace_back(method.name, [method](StallProbe &probe) { return measureManagedOnce(method, probe); });
+    rows.emplace_back(QStringLiteral("attributes"),
+                      [&player](StallProbe &probe) { return measureAttributesOnce(player, probe); });
     for (const auto &[name, measure] : rows) {
         StallProbe probe;
         int succeeded = 0;

@@ -1,6 +1,7 @@
 // Signs a player in against the login-service emulator, through the library's AuthManager, and prints who
 // signed in. With --data, the settings and the emulator's state outlive the run, so that a session
 // remembered by one run (--remember) is restored by the next (--restore), as across launcher starts.
+#include "attributesdemo.h"
 #include "signindemo.h"
 
 #include "emulatorprocess.h"
@@ -65,8 +66,11 @@ int main(int argc, char *argv[])
             QStringLiteral("data"),
             QStringLiteral("Folder for the settings and the emulator's state, kept between runs; default: a throw-away one."),
             QStringLiteral("folder"));
+    const QCommandLineOption attributesOption(
+            QStringLiteral("attributes"),
+            QStringLiteral("After the sign-in, write an attribute of the player and read it back."));
     parser.addOptions({emulatorOption, methodOption, verboseOption, systemBrowserOption, rememberOption, restoreOption,
-                       otpOption, dataOption});
+                       otpOption, dataOption, attributesOption});
     parser.process(app);
     if (!parser.isSet(verboseOption))
         QLoggingCategory::setFilterRules(QStringLiteral("*.debug=false\n*.info=false"));
@@ -110,7 +114,17 @@ int main(int argc, char *argv[])
         browser.install();
 
     SignInDemo demo;
-    QObject::connect(&demo, &SignInDemo::finished, &app, &QCoreApplication::exit);
+    AttributesDemo attributes;
+    QObject::connect(&attributes, &AttributesDemo::finished, &app, &QCoreApplication::exit);
+    QObject::connect(&demo, &SignInDemo::finished, &app, [&](int exitCode) {
+        if (exitCode != 0 || !parser.isSet(attributesOption)) {
+            QCoreApplication::exit(exitCode);
+            return;
+        }
+        // The signed-in session mirrors its identity into the launcher's settings.
+        const NimblaSDK::SDKSettings *settings = NimblaSDK::NApplication::instance().settingsManager();
+        attributes.run(settings->getJWT(), settings->userId(), 1);
+    });
     QTimer::singleShot(30000, &app, [] {
         qWarning("No answer within 30 seconds");
         QCoreApplication::exit(3);

@@ -1,4 +1,5 @@
 #include "abstactoauthsession.h"
+#include "attributes/userattributes.h"
 #include "authmanager.h"
 #include "jwt/jwtchecker.h"
 #include "jwt/nimblaloginjwtvalidator.h"
@@ -9,6 +10,7 @@
 #include "storage/otpexchanger.h"
 
 #include "emulatorfixture.h"
+#include "httpapirequester.h"
 #include "napplication.h"
 #include "simulatedbrowser.h"
 
@@ -49,6 +51,8 @@ enum class Operation {
     SocialToken,
     SocialOAuthToken,
     SocialProviders,
+    AttributesGet,
+    AttributesUpdate,
 };
 
 // A regular expression for an outcome that is written out literally.
@@ -82,6 +86,13 @@ QList<Row> rows()
     const char *tokenSilence = "a token answer without \"access_token\" ends silently";
     const QString serviceRefusal = literal("error: Authorization required");
     const QString settingsFailed = literal("error: Failed load Nimbla Login settings");
+    // Any other status leaves the message empty, so the description follows a blank.
+    const auto attributesFailed = [](const char *signal) {
+        return [signal](const QString &networkError) {
+            return literal(QStringLiteral("%1: 2  Error description: ").arg(QLatin1String(signal))) + networkError;
+        };
+    };
+    const QString attributesRefused = literal(" Error description: Host requires authentication");
 
     return {
         // Not JSON, or no known key: the project logs in directly.
@@ -113,6 +124,11 @@ QList<Row> rows()
         {"social-providers", Operation::SocialProviders, "socialNetworksListUrl",
          always("error: Failed download social providers"), literal("error: Failed download social providers"),
          literal("providers: 0")},
+        // A 200 that is not an array of attributes reads as none.
+        {"attributes-get", Operation::AttributesGet, "getUserAttributesUrl", attributesFailed("getFinished"),
+         literal("getFinished: 2 ") + attributesRefused, literal("getFinished: 0 ")},
+        {"attributes-update", Operation::AttributesUpdate, "updateUserAttributesUrl", attributesFailed("updateFinished"),
+         literal("updateFinished: 2 ") + attributesRefused, literal("updateFinished: 0 ")},
     };
 }
 
@@ -414,6 +430,27 @@ void TestFaultMatrix::start(Operation operation, const QString &jwt, Recorder &r
         auto *session = new SocialNetworkOAuthSession(QStringLiteral("testbook"), owner);
         recordSession(session, recorder);
         session->tryLogin();
+        break;
+    }
+    case Operation::AttributesGet:
+    case Operation::AttributesUpdate: {
+        auto requester = QSharedPointer<HttpApiRequester>::create(nullptr);
+        requester->authorized({{QStringLiteral("access_token"), jwt}});
+        auto *attributes = new UserAttributes(requester, QSharedPointer<AuthManager>(), owner);
+        attributes->setPublisherID(7);
+        attributes->setUserID(QStringLiteral("7d1f6a52-0001-4c1e-9a11-a11ce0000001"));
+        attributes->setKeys({QStringLiteral("title")});
+        const auto recordAs = [&recorder](const char *signal) {
+            return [&recorder, signal](const UserAttributesError &error) {
+                recorder.record(QStringLiteral("%1: %2 %3").arg(QLatin1String(signal)).arg(error.code).arg(error.message));
+            };
+        };
+        QObject::connect(attributes, &UserAttributes::getFinished, &recorder, recordAs("getFinished"));
+        QObject::connect(attributes, &UserAttributes::updateFinished, &recorder, recordAs("updateFinished"));
+        if (operation == Operation::AttributesGet)
+            attributes->get();
+        else
+            attributes->update();
         break;
     }
     case Operation::SocialProviders: {

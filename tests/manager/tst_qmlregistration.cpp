@@ -1,7 +1,9 @@
+#include "attributes/userattributes.h"
 #include "authmanager.h"
 #include "qmlregistration.h"
 
 #include "emulatorfixture.h"
+#include "httpapirequester.h"
 
 #include <QQmlComponent>
 #include <QQmlEngine>
@@ -19,6 +21,7 @@ private Q_SLOTS:
     void sessionsAreUncreatable_data();
     void sessionsAreUncreatable();
     void currentSessionIsBound();
+    void userAttributesAreHandedOver();
 
 private:
     std::unique_ptr<QObject> create(const QByteArray &qml, QStringList *errors = nullptr);
@@ -83,6 +86,38 @@ void TestQmlRegistration::currentSessionIsBound()
     QCOMPARE(object->property("typed").toString(), QStringLiteral("alice@example.com"));
     manager->loginViaJwt();
     QCOMPARE(object->property("typed").toString(), QString());
+}
+
+void TestQmlRegistration::userAttributesAreHandedOver()
+{
+    QStringList errors;
+    QVERIFY(!create("UserAttributes {}", &errors));
+    QCOMPARE(errors, QStringList{"UserAttributes is created in C++ with its requester and handed to QML"});
+
+    auto requester = QSharedPointer<NimblaSDK::HttpApiRequester>::create(nullptr);
+    requester->authorized({{QStringLiteral("access_token"), m_emulator.token(QStringLiteral("alice@example.com"))}});
+    NimblaSDK::UserAttributes attributes(requester, QSharedPointer<NimblaSDK::AuthManager>(), nullptr);
+    const auto object = create(R"(QtObject {
+        property UserAttributes attributes
+        property bool busy: attributes !== null && attributes.state === UserAttributes.UA_STATE_IN_PROGRESS
+        property var outcome: []
+        property Connections watcher: Connections {
+            target: attributes
+            function onGetFinished(error) { outcome = [error.code, error.message] }
+        }
+    })");
+    QVERIFY(object);
+    object->setProperty("attributes", QVariant::fromValue(&attributes));
+
+    attributes.get();
+    QCOMPARE(object->property("outcome").toList(), (QVariantList{1, QStringLiteral("Publisher id is incorrect")}));
+
+    attributes.setPublisherID(0);
+    attributes.setUserID(QStringLiteral("7d1f6a52-0001-4c1e-9a11-a11ce0000001"));
+    attributes.get();
+    QVERIFY(object->property("busy").toBool());
+    QTRY_VERIFY(!object->property("busy").toBool());
+    QCOMPARE(object->property("outcome").toList(), (QVariantList{0, QString()}));
 }
 
 QTEST_MAIN(TestQmlRegistration)

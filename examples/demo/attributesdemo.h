@@ -1,0 +1,34 @@
+#pragma once
+
+#include <QObject>
+#include <QSharedPointer>
+#include <QString>
+
+namespace NimblaSDK {
+class HttpApiRequester;
+class UserAttributes;
+}
+
+/*
+ * Writes an attribute of the signed-in player and reads it back through a
+ * second client, the way a launcher's profile page would, and prints both.
+ */
+class AttributesDemo : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit AttributesDemo(QObject *parent = nullptr);
+
+    //! Uses the player's \a jwt and \a userId in \a publisherProjectId; finished() reports the outcome.
+    void run(const QString &jwt, const QString &userId, int publisherProjectId);
+
+Q_SIGNALS:
+    void finished(int exitCode);
+
+private:
+    NimblaSDK::UserAttributes *_client(const QString &userId, int publisherProjectId);
+    void _read(const QString &userId, int publisherProjectId);
+
+    QSharedPointer<NimblaSDK::HttpApiRequester> m_requester;
+};
