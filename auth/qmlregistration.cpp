@@ -8,6 +8,8 @@
 #include "sessions/nimblaloginsession.h"
 #include "sessions/socialnetworkoauthsession.h"
 #include "sessions/socialnetworksession.h"
+#include "sessions/steamoauthsession.h"
+#include "sessions/steamsession.h"
 
 #include <QtQml>
 
@@ -38,6 +40,8 @@ void registerQmlTypes()
     registerSession<JwtLoginSession>("JwtLoginSession");
     registerSession<SocialNetworkSession>("SocialNetworkSession");
     registerSession<SocialNetworkOAuthSession>("SocialNetworkOAuthSession");
+    registerSession<SteamSession>("SteamSession");
+    registerSession<SteamOAuthSession>("SteamOAuthSession");
 }
 
 } // namespace NimblaSDK
