@@ -22,16 +22,22 @@ std::shared_ptr<SteamClient> SteamClient::acquire()
 SteamClient::SteamClient()
 {
     const QString configured = NApplication::instance().configManager()->steamApiLibrary();
-    m_loaded = (!configured.isEmpty() && _load(configured)) || _load(libraryFileName());
+    // A configured library that lacks an export is not replaced by another one.
+    if ((!configured.isEmpty() && _open(configured)) || _open(libraryFileName()))
+        m_loaded = _resolve();
 }
 
-bool SteamClient::_load(const QString &fileName)
+bool SteamClient::_open(const QString &fileName)
 {
     m_library.setFileName(fileName);
-    if (!m_library.load()) {
-        qCWarning(lcSteamAuth).noquote() << "Steam client library not loaded:" << m_library.errorString();
-        return false;
-    }
+    if (m_library.load())
+        return true;
+    qCWarning(lcSteamAuth).noquote() << "Steam client library not loaded:" << m_library.errorString();
+    return false;
+}
+
+bool SteamClient::_resolve()
+{
     // Each export read with the type it has in the library.
     const auto resolve = [this](auto &function, const char *name) {
         function = reinterpret_cast<std::remove_reference_t<decltype(function)>>(m_library.resolve(name));

@@ -58,7 +58,8 @@ public:
 
 private:
     SteamClient();
-    bool _load(const QString &fileName);
+    bool _open(const QString &fileName);
+    bool _resolve();
     void *_interface(const char *version) const;
 
     using InitFlat = int (*)(char (*errorMessage)[1024]);
