@@ -228,14 +228,20 @@ void TestSteamOAuthSession::failures_data()
     QTest::addColumn<QString>("setup");
     QTest::addColumn<QString>("message"); // a regular expression
     QTest::addColumn<QString>("report");  // a regular expression
+    QTest::addColumn<QStringList>("events");
 
     const QString forbidden = "Error transferring http://\\S+ - server replied: Forbidden";
     QTest::newRow("init-fails") << "init-fails" << "Check steam client is running"
-                                << "Steam: steam client isnt running \\|  \\| authorization";
+                                << "Steam: steam client isnt running \\|  \\| authorization" << QStringList();
     QTest::newRow("ticket-refused") << "ticket-refused" << "Check Steam client started"
-                                    << "Steam: Failed get steam session ticket \\|  \\| authorization";
+                                    << "Steam: Failed get steam session ticket \\|  \\| authorization" << QStringList();
     QTest::newRow("unknown-ticket") << "unknown-ticket" << forbidden
-                                    << "Steam: Failed auth \\| " + forbidden + " \\| authorization";
+                                    << "Steam: Failed auth \\| " + forbidden + " \\| authorization" << QStringList();
+    // The state matches, so the redirect counts as a success; the exchange of no code then fails.
+    const QString noCode = "invalid_request: [^|]+";
+    QTest::newRow("redirect-without-code") << "no-code" << noCode
+                                           << "NimblaOAuthLogin: Failed auth \\| " + noCode + " \\| authorization"
+                                           << QStringList{SucceededEvent, "ExchangeOAuthCodeFailed"};
 }
 
 void TestSteamOAuthSession::failures()
@@ -243,10 +249,11 @@ void TestSteamOAuthSession::failures()
     QFETCH(QString, setup);
     QFETCH(QString, message);
     QFETCH(QString, report);
+    QFETCH(QStringList, events);
     Client client;
     client.initFails = setup == "init-fails";
     client.ticketResult = setup == "ticket-refused" ? 2 : 1;
-    client.ticket = setup == "unknown-ticket" ? "steam-nobody" : "steam-ivan";
+    client.ticket = setup == "unknown-ticket" ? "steam-nobody" : setup == "no-code" ? "steam-kim-notoken" : "steam-ivan";
     client.apply();
     if (client.initFails)
         QTest::ignoreMessage(QtCriticalMsg, "Steam SDK isn't enabled.");
@@ -261,7 +268,7 @@ void TestSteamOAuthSession::failures()
     const QStringList reports = errorReports();
     QCOMPARE(reports.size(), 1);
     QVERIFY2(QRegularExpression("^" + report + "$").match(reports.at(0)).hasMatch(), qPrintable(reports.at(0)));
-    QVERIFY(trackedEvents().isEmpty());
+    QCOMPARE(trackedEvents(), events);
 }
 
 void TestSteamOAuthSession::undecodableTokenGoesOn_data()

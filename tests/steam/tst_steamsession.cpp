@@ -57,6 +57,8 @@ private Q_SLOTS:
     void placeholders();
     void signsIn_data();
     void signsIn();
+    void redirectWithoutToken_data();
+    void redirectWithoutToken();
     void logLines();
     void failures_data();
     void failures();
@@ -212,6 +214,38 @@ void TestSteamSession::signsIn()
     QCOMPARE(attempt.refreshed.at(0).at(0).toMap(), (QVariantMap{{"access_token", attempt.session.jwt()}}));
     QVERIFY(errorReports().isEmpty());
     QVERIFY(trackedEvents().isEmpty());
+}
+
+void TestSteamSession::redirectWithoutToken_data()
+{
+    QTest::addColumn<QString>("authFields");
+    QTest::addColumn<bool>("asksForEmail");
+    QTest::newRow("email-field") << "email,username" << true;
+    QTest::newRow("no-email-field") << "username" << false;
+}
+
+void TestSteamSession::redirectWithoutToken()
+{
+    QFETCH(QString, authFields);
+    QFETCH(bool, asksForEmail);
+    QVERIFY(m_emulator.loadConfig({{"authFields", authFields}}));
+    Client client;
+    client.ticket = "steam-kim-notoken";
+    client.apply();
+
+    SteamAttempt attempt;
+    attempt.session.tryLogin();
+    QTRY_VERIFY(attempt.ended());
+    QVERIFY(!attempt.errors.wait(300));
+
+    // No error of its own: an empty token, and the e-mail check decides.
+    QCOMPARE(attempt.errors.count(), 0);
+    QCOMPARE(attempt.session.jwt(), QString());
+    QCOMPARE(attempt.session.login(), QString());
+    QCOMPARE(attempt.session.userName(), Persona);
+    QCOMPARE(attempt.needEmail.count(), asksForEmail ? 1 : 0);
+    QCOMPARE(attempt.finished.count(), asksForEmail ? 0 : 1);
+    QVERIFY(errorReports().isEmpty());
 }
 
 void TestSteamSession::logLines()
