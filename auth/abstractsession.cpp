@@ -229,8 +229,15 @@ bool AbstractSession::_processJWT(const QString &jwt)
 
     qCDebug(lcSession).noquote() << "Jwt payload object: " + QString::fromLocal8Bit(QJsonDocument(payload).toJson());
 
+    _setIdentity(payload, payload.value(QStringLiteral("username")).toString());
+
+    Q_EMIT refreshed({{QStringLiteral("access_token"), jwt}});
+    return true;
+}
+
+void AbstractSession::_setIdentity(const QJsonObject &payload, const QString &userName)
+{
     const QString subject = payload.value(QStringLiteral("sub")).toString();
-    const QString userName = payload.value(QStringLiteral("username")).toString();
     const QString externalAccountId = payload.value(QStringLiteral("external_account_id")).toString();
 
     _setLogin(payload.value(QStringLiteral("email")).toString());
@@ -241,9 +248,6 @@ bool AbstractSession::_processJWT(const QString &jwt)
     _setExternalUserId(externalAccountId);
 
     _updateErrorTags(subject, userName, externalAccountId);
-
-    Q_EMIT refreshed({{QStringLiteral("access_token"), jwt}});
-    return true;
 }
 
 void AbstractSession::_updateErrorTags(const QString &userId, const QString &userName, const QString &externalAccountId)

@@ -11,6 +11,8 @@
 #include "sessions/nimblaloginsession.h"
 #include "sessions/socialnetworkoauthsession.h"
 #include "sessions/socialnetworksession.h"
+#include "sessions/steamoauthsession.h"
+#include "sessions/steamsession.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -185,6 +187,22 @@ void AuthManager::loginViaSocialNetworkOAuth(QString providerName, QJsonObject s
     }
     session->setSessionState(sessionState);
     session->refresh();
+}
+
+void AuthManager::loginViaSteam(QString steamAppId)
+{
+    auto *session = new SteamSession(this);
+    _setCurrentSession(session);
+    session->setSteamAppId(steamAppId);
+    session->tryLogin();
+}
+
+void AuthManager::loginViaSteamOAuth(QString steamAppId)
+{
+    auto *session = new SteamOAuthSession(this);
+    _setCurrentSession(session);
+    session->setSteamAppId(steamAppId);
+    session->tryLogin();
 }
 
 void AuthManager::loginViaNimblaLoginOAuth()

@@ -98,7 +98,11 @@ public Q_SLOTS:
     void loginViaSocialNetwork(QString url);
     //! An empty \a sessionState signs in in the browser; otherwise the state is refreshed.
     void loginViaSocialNetworkOAuth(QString providerName, QJsonObject sessionState = QJsonObject());
-    // The Steam, Steam OAuth2 and Mail.Ru entry points come here with their sessions.
+    //! Signs in with the running Steam client, for the game \a steamAppId.
+    void loginViaSteam(QString steamAppId);
+    //! The same over OAuth2.
+    void loginViaSteamOAuth(QString steamAppId);
+    // The Mail.Ru entry point comes here with its session.
     void loginViaNimblaLoginOAuth();
     void loginViaNimblaLoginOAuth(QString login, QString password, bool rememberMe);
     void loginViaNimblaLoginOAuth(QJsonObject sessionState);

@@ -9,6 +9,8 @@
 #include "sessions/nimblaloginsession.h"
 #include "sessions/socialnetworkoauthsession.h"
 #include "sessions/socialnetworksession.h"
+#include "sessions/steamoauthsession.h"
+#include "sessions/steamsession.h"
 
 #include <QtQml>
 
@@ -43,6 +45,8 @@ void registerQmlTypes()
     qmlRegisterUncreatableType<UserAttributes>(
             Module, Major, Minor, "UserAttributes",
             QStringLiteral("UserAttributes is created in C++ with its requester and handed to QML"));
+    registerSession<SteamSession>("SteamSession");
+    registerSession<SteamOAuthSession>("SteamOAuthSession");
 }
 
 } // namespace NimblaSDK

@@ -36,6 +36,7 @@ Emulator::Emulator(Seed seed, int port)
     , _passwordLogin(_context)
     , _oauthToken(_context)
     , _social(_context)
+    , _steam(_context)
     , _admin(_context)
     , _threads(2, kMaxThreads)
 {
@@ -87,9 +88,11 @@ void Emulator::addRoutes()
     _router.add("GET", UrlLayout::SocialAuthorize, [this](HttpExchange& e) { _social.handleAuthorize(e); });
     _router.add("GET", UrlLayout::Callback, [this](HttpExchange& e) { _pages.handleCallback(e); });
     _router.add("GET", UrlLayout::PrivacyPolicy, [this](HttpExchange& e) { _pages.handlePrivacyPolicy(e); });
+    _router.add("GET", UrlLayout::SteamLogin, [this](HttpExchange& e) { _steam.handleLogin(e); });
+    _router.add("GET", UrlLayout::SteamOAuthLogin, [this](HttpExchange& e) { _steam.handleOAuthLogin(e); });
+    _router.add("POST", UrlLayout::SteamSetEmail, [this](HttpExchange& e) { _steam.handleSetEmail(e); });
 
-    for (const char* pattern : {UrlLayout::SteamLogin, UrlLayout::SteamOAuthLogin, UrlLayout::SteamSetEmail,
-                                UrlLayout::PlayfabLogin, UrlLayout::PlayfabCrossAuth, UrlLayout::PlayfabSteamLogin,
+    for (const char* pattern : {UrlLayout::PlayfabLogin, UrlLayout::PlayfabCrossAuth, UrlLayout::PlayfabSteamLogin,
                                 UrlLayout::MailruLogin, UrlLayout::StoneLogin, UrlLayout::StoneSetEmail})
     {
         for (const char* method : {"GET", "POST"})

@@ -14,6 +14,7 @@
 #include "router.h"
 #include "seed.h"
 #include "socialhandler.h"
+#include "steamhandler.h"
 #include "tokenissuer.h"
 #include "urllayout.h"
 #include "widgetsettingshandler.h"
@@ -65,6 +66,7 @@ private:
     PasswordLoginHandler _passwordLogin;
     OAuthTokenHandler _oauthToken;
     SocialHandler _social;
+    SteamHandler _steam;
     AdminHandler _admin;
     Router _router;
 

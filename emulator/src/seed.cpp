@@ -43,11 +43,31 @@ const Seed::User* Seed::findSocialUser(const std::string& provider) const
     return nullptr;
 }
 
+const Seed::User* Seed::findSteamUser(const std::string& ticket) const
+{
+    for (const auto& user : steamUsers)
+    {
+        if (user.steamTicket == ticket)
+            return &user;
+    }
+    return nullptr;
+}
+
 const Seed::User* Seed::findAnyUser(const std::string& loginOrName) const
 {
     if (const User* user = findUser(loginOrName))
         return user;
-    return findByLogin(socialUsers, loginOrName);
+    if (const User* user = findByLogin(socialUsers, loginOrName))
+        return user;
+    if (const User* user = findByLogin(steamUsers, loginOrName))
+        return user;
+    // A Steam account without an e-mail is known by its subject alone.
+    for (const auto& user : steamUsers)
+    {
+        if (!loginOrName.empty() && user.sub == loginOrName)
+            return &user;
+    }
+    return nullptr;
 }
 
 } // namespace NimblaEmulator

@@ -43,6 +43,8 @@ public:
         std::string externalAccountId;
         std::string behaviour = "ordinary";
         std::string provider; // empty for password accounts
+        // The account key that a Steam account's session ticket carries; empty for other accounts.
+        std::string steamTicket;
         std::string group = "primary"; // of the provider list: primary, secondary or other
     };
 
@@ -60,13 +62,16 @@ public:
     std::vector<Project> projects;
     std::vector<User> users;
     std::vector<User> socialUsers;
+    // Steam accounts: "login" is the account's e-mail, empty for an account without one.
+    std::vector<User> steamUsers;
     std::vector<Otp> otps;
 
     const Project* findProject(const std::string& id) const;
     // Accepts the e-mail login or the user name, as the login form does.
     const User* findUser(const std::string& loginOrName) const;
     const User* findSocialUser(const std::string& provider) const;
-    // Password accounts first, then social accounts.
+    const User* findSteamUser(const std::string& ticket) const;
+    // Password accounts first, then social accounts, then Steam accounts (also by "sub").
     const User* findAnyUser(const std::string& loginOrName) const;
 };
 

@@ -22,6 +22,7 @@ using Poco::JSON::Object;
 const std::set<std::string> kUserBehaviours = {
     "ordinary", "wrong-password", "captcha", "privacy-policy", "error-in-success"};
 const std::set<std::string> kSocialBehaviours = {"ordinary", "invalid-token", "no-token"};
+const std::set<std::string> kSteamBehaviours = {"ordinary", "no-token", "wrong-state", "no-state"};
 const std::set<std::string> kSocialLinkShapes = {"groups", "empty", "missing"};
 const std::set<std::string> kSocialGroups = {"primary", "secondary", "other"};
 const std::set<std::string> kOtpOutcomes = {
@@ -154,6 +155,24 @@ Seed::User readUser(const Object::Ptr& object, const std::string& where, bool so
     return user;
 }
 
+Seed::User readSteamUser(const Object::Ptr& object, const std::string& where)
+{
+    Seed::User user;
+    user.steamTicket = stringField(object, "ticket", where);
+    if (user.steamTicket.empty())
+        throw SeedError(where + ": \"ticket\" must not be empty");
+    user.login = stringField(object, "login", where, false);
+    user.sub = stringField(object, "sub", where, false, "steam-" + user.steamTicket);
+    user.username = stringField(object, "username", where, false);
+    user.publisherId = integerField(object, "publisherId", where, false, 0);
+    user.accessKey = stringField(object, "accessKey", where, false);
+    user.externalAccountId = stringField(object, "externalAccountId", where, false);
+    user.behaviour = stringField(object, "behaviour", where, false, "ordinary");
+    if (kSteamBehaviours.count(user.behaviour) == 0)
+        throw SeedError(where + ": unknown \"behaviour\" \"" + user.behaviour + "\"");
+    return user;
+}
+
 Seed::Otp readOtp(const Object::Ptr& object, const std::string& where)
 {
     Seed::Otp otp;
@@ -229,6 +248,11 @@ Seed SeedLoader::fromText(const std::string& text)
             seed.socialUsers.push_back(readUser(objectAt(socialUsers, i, entryName("socialUsers", i)),
                                                 entryName("socialUsers", i), true));
 
+        const Array::Ptr steamUsers = arrayField(root, "steamUsers", false);
+        for (std::size_t i = 0; i < steamUsers->size(); ++i)
+            seed.steamUsers.push_back(
+                readSteamUser(objectAt(steamUsers, i, entryName("steamUsers", i)), entryName("steamUsers", i)));
+
         const Array::Ptr otps = arrayField(root, "otps", false);
         for (std::size_t i = 0; i < otps->size(); ++i)
             seed.otps.push_back(readOtp(objectAt(otps, i, entryName("otps", i)), entryName("otps", i)));
@@ -253,7 +277,20 @@ Seed SeedLoader::fromText(const std::string& text)
         names.push_back(user.login);
     for (const auto& user : seed.socialUsers)
         names.push_back(user.login);
+    for (const auto& user : seed.steamUsers)
+    {
+        if (!user.login.empty())
+            names.push_back(user.login);
+    }
     checkUnique(names, "user login");
+    names.clear();
+    for (const auto& user : seed.steamUsers)
+        names.push_back(user.steamTicket);
+    checkUnique(names, "Steam ticket");
+    names.clear();
+    for (const auto& user : seed.steamUsers)
+        names.push_back(user.sub);
+    checkUnique(names, "Steam account sub");
     names.clear();
     for (const auto& user : seed.socialUsers)
         names.push_back(user.provider);

@@ -21,7 +21,8 @@ QTextStream &out()
 QStringList SignInDemo::methods()
 {
     return {QStringLiteral("jwt"), QStringLiteral("password"), QStringLiteral("oauth-password"),
-            QStringLiteral("social"), QStringLiteral("social-oauth")};
+            QStringLiteral("social"), QStringLiteral("social-oauth"), QStringLiteral("steam"),
+            QStringLiteral("steam-oauth")};
 }
 
 SignInDemo::SignInDemo(QObject *parent)
@@ -65,6 +66,11 @@ void SignInDemo::signIn(const QString &method, const Player &player, bool rememb
         m_manager->loginViaSocialNetwork(player.socialProviderLink);
     } else if (method == QLatin1String("social-oauth")) {
         m_manager->loginViaSocialNetworkOAuth(player.socialProvider);
+    } else if (method == QLatin1String("steam")) {
+        // The stand-in Steam client that the emulator's configuration names plays a signed-in player.
+        m_manager->loginViaSteam(player.steamAppId);
+    } else if (method == QLatin1String("steam-oauth")) {
+        m_manager->loginViaSteamOAuth(player.steamAppId);
     } else {
         // The ready token is the one the launcher kept in its settings.
         NApplication::instance().settingsManager()->setJWT(player.jwt);

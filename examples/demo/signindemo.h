@@ -24,6 +24,7 @@ public:
         QString jwt;
         QString socialProvider;     //!< the provider's name, for the OAuth2 social sign-in
         QString socialProviderLink; //!< the provider's login page, for the plain social sign-in
+        QString steamAppId = QStringLiteral("700100");
     };
 
     //! The sign-in methods this demo knows, by command-line name.

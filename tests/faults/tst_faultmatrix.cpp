@@ -7,6 +7,8 @@
 #include "sessions/nimblaloginsession.h"
 #include "sessions/socialnetworkoauthsession.h"
 #include "sessions/socialnetworksession.h"
+#include "sessions/steamoauthsession.h"
+#include "sessions/steamsession.h"
 #include "storage/otpexchanger.h"
 
 #include "emulatorfixture.h"
@@ -53,6 +55,9 @@ enum class Operation {
     SocialProviders,
     AttributesGet,
     AttributesUpdate,
+    SteamLogin,
+    SteamOAuthLogin,
+    SteamSetEmail,
 };
 
 // A regular expression for an outcome that is written out literally.
@@ -129,6 +134,15 @@ QList<Row> rows()
          literal("getFinished: 2 ") + attributesRefused, literal("getFinished: 0 ")},
         {"attributes-update", Operation::AttributesUpdate, "updateUserAttributesUrl", attributesFailed("updateFinished"),
          literal("updateFinished: 2 ") + attributesRefused, literal("updateFinished: 0 ")},
+        // The stand-in Steam client hands out the ticket of a seeded account with an e-mail.
+        // An answer without a redirect is a token-less one: the e-mail check asks for an address.
+        {"steam-login", Operation::SteamLogin, "steamLoginUrl", sessionError,
+         literal("error: Host requires authentication"), literal("needSendEmail")},
+        {"steam-oauth2-login", Operation::SteamOAuthLogin, "steamOAuthLoginUrl", sessionError,
+         literal("error: Host requires authentication"), literal("error: Login url is compromised")},
+        // Any answer without a network error is a stored address.
+        {"steam-set-email", Operation::SteamSetEmail, "steamSetEmailUrl", always("sendEmailFinished: false"),
+         literal("sendEmailFinished: false"), literal("sendEmailFinished: true")},
     };
 }
 
@@ -216,6 +230,20 @@ void recordSession(Session *session, Recorder &recorder)
                      [&recorder](const QString &text) { recorder.record("error: " + text); });
     QObject::connect(session, &AbstractSession::loginFinished, &recorder,
                      [&recorder] { recorder.record(QStringLiteral("loginFinished")); });
+}
+
+template <typename Session>
+Session *steamSession(Recorder &recorder, QObject *owner)
+{
+    auto *session = new Session(owner);
+    recordSession(session, recorder);
+    QObject::connect(session, &Session::needSendEmail, &recorder,
+                     [&recorder] { recorder.record(QStringLiteral("needSendEmail")); });
+    QObject::connect(session, &Session::sendEmailFinished, &recorder, [&recorder](bool success) {
+        recorder.record(QStringLiteral("sendEmailFinished: ") + (success ? "true" : "false"));
+    });
+    session->setSteamAppId(QStringLiteral("700100"));
+    return session;
 }
 
 template <typename PasswordSession>
@@ -463,6 +491,15 @@ void TestFaultMatrix::start(Operation operation, const QString &jwt, Recorder &r
         });
         break;
     }
+    case Operation::SteamLogin:
+        steamSession<SteamSession>(recorder, owner)->tryLogin();
+        break;
+    case Operation::SteamOAuthLogin:
+        steamSession<SteamOAuthSession>(recorder, owner)->tryLogin();
+        break;
+    case Operation::SteamSetEmail:
+        steamSession<SteamSession>(recorder, owner)->sendEmail(QStringLiteral("ivan-steam@example.com"));
+        break;
     }
 }
 
