@@ -6,6 +6,7 @@
 #include "sessions/jwtloginsession.h"
 #include "sessions/nimblaloginoauthsession.h"
 #include "sessions/nimblaloginsession.h"
+#include "sessions/playfabloginsession.h"
 #include "sessions/socialnetworkoauthsession.h"
 #include "sessions/socialnetworksession.h"
 
@@ -36,6 +37,7 @@ void registerQmlTypes()
     registerSession<NimblaLoginSession>("NimblaLoginSession");
     registerSession<NimblaLoginOAuthSession>("NimblaLoginOAuthSession");
     registerSession<JwtLoginSession>("JwtLoginSession");
+    registerSession<PlayfabLoginSession>("PlayfabLoginSession");
     registerSession<SocialNetworkSession>("SocialNetworkSession");
     registerSession<SocialNetworkOAuthSession>("SocialNetworkOAuthSession");
 }

@@ -10,6 +10,7 @@
 #include "otphandler.h"
 #include "pageshandler.h"
 #include "passwordloginhandler.h"
+#include "playfabhandler.h"
 #include "requestlog.h"
 #include "router.h"
 #include "seed.h"
@@ -65,6 +66,7 @@ private:
     PasswordLoginHandler _passwordLogin;
     OAuthTokenHandler _oauthToken;
     SocialHandler _social;
+    PlayfabHandler _playfab;
     AdminHandler _admin;
     Router _router;
 
