@@ -13,6 +13,7 @@
 #include "sessions/jwtloginsession.h"
 #include "sessions/nimblaloginoauthsession.h"
 #include "sessions/nimblaloginsession.h"
+#include "sessions/playfabloginsession.h"
 #include "sessions/socialnetworkoauthsession.h"
 #include "sessions/socialnetworksession.h"
 #include "storage/nativesecurejsonobjectstorage.h"
@@ -220,6 +221,14 @@ std::vector<Method> methods(const Player &player)
          },
          tryLogin},
         {QStringLiteral("social-oauth"), [player] { return new SocialNetworkOAuthSession(player.provider, nullptr); },
+         tryLogin},
+        {QStringLiteral("playfab"),
+         [player] {
+             auto *session = new PlayfabLoginSession(nullptr);
+             session->setLogin(player.login);
+             session->setPassword(player.password);
+             return session;
+         },
          tryLogin},
     };
 }
