@@ -21,7 +21,7 @@ QTextStream &out()
 QStringList SignInDemo::methods()
 {
     return {QStringLiteral("jwt"), QStringLiteral("password"), QStringLiteral("oauth-password"),
-            QStringLiteral("social"), QStringLiteral("social-oauth")};
+            QStringLiteral("social"), QStringLiteral("social-oauth"), QStringLiteral("playfab")};
 }
 
 SignInDemo::SignInDemo(QObject *parent)
@@ -65,6 +65,9 @@ void SignInDemo::signIn(const QString &method, const Player &player, bool rememb
         m_manager->loginViaSocialNetwork(player.socialProviderLink);
     } else if (method == QLatin1String("social-oauth")) {
         m_manager->loginViaSocialNetworkOAuth(player.socialProvider);
+    } else if (method == QLatin1String("playfab")) {
+        // The emulator's PlayFab knows alice by the same e-mail and password.
+        m_manager->loginViaPlayfab(player.login, player.password, false);
     } else {
         // The ready token is the one the launcher kept in its settings.
         NApplication::instance().settingsManager()->setJWT(player.jwt);
