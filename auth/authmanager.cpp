@@ -9,6 +9,7 @@
 #include "sessions/jwtloginsession.h"
 #include "sessions/nimblaloginoauthsession.h"
 #include "sessions/nimblaloginsession.h"
+#include "sessions/playfabloginsession.h"
 #include "sessions/socialnetworkoauthsession.h"
 #include "sessions/socialnetworksession.h"
 #include "sessions/steamoauthsession.h"
@@ -167,6 +168,23 @@ void AuthManager::loginViaNimblaLogin(QString login, QString password, bool reme
     session->setPassword(password);
     session->setRememberMe(rememberMe);
     session->checkLoginType();
+}
+
+void AuthManager::loginViaPlayfab()
+{
+    auto *session = new PlayfabLoginSession(this);
+    _setCurrentSession(session);
+    session->tryLogin();
+}
+
+void AuthManager::loginViaPlayfab(QString login, QString password, bool rememberMe)
+{
+    auto *session = new PlayfabLoginSession(this);
+    _setCurrentSession(session);
+    session->setLogin(login);
+    session->setPassword(password);
+    session->setRememberMe(rememberMe);
+    session->tryLogin();
 }
 
 void AuthManager::loginViaSocialNetwork(QString url)

@@ -106,7 +106,10 @@ public Q_SLOTS:
     void loginViaNimblaLoginOAuth();
     void loginViaNimblaLoginOAuth(QString login, QString password, bool rememberMe);
     void loginViaNimblaLoginOAuth(QJsonObject sessionState);
-    // The Stone, PlayFab (both forms) and Steam-to-PlayFab entry points come here with their sessions.
+    // The Stone and Steam-to-PlayFab entry points come here with their sessions.
+    void loginViaPlayfab();
+    //! \a rememberMe is the session's saved account, not the manager's rememberMe.
+    void loginViaPlayfab(QString login, QString password, bool rememberMe);
     //! Signs in with a ready JWT (what an OTP exchange returns), checked against the service first.
     void loginWithOtp(QString otp);
     //! Exchanges the one-time password left for the launcher; false when there is none.

@@ -7,6 +7,7 @@
 #include "sessions/jwtloginsession.h"
 #include "sessions/nimblaloginoauthsession.h"
 #include "sessions/nimblaloginsession.h"
+#include "sessions/playfabloginsession.h"
 #include "sessions/socialnetworkoauthsession.h"
 #include "sessions/socialnetworksession.h"
 #include "sessions/steamoauthsession.h"
@@ -39,6 +40,7 @@ void registerQmlTypes()
     registerSession<NimblaLoginSession>("NimblaLoginSession");
     registerSession<NimblaLoginOAuthSession>("NimblaLoginOAuthSession");
     registerSession<JwtLoginSession>("JwtLoginSession");
+    registerSession<PlayfabLoginSession>("PlayfabLoginSession");
     registerSession<SocialNetworkSession>("SocialNetworkSession");
     registerSession<SocialNetworkOAuthSession>("SocialNetworkOAuthSession");
     // It needs the launcher's requester, so QML is handed one made in C++.

@@ -16,6 +16,7 @@
 #include "sessions/jwtloginsession.h"
 #include "sessions/nimblaloginoauthsession.h"
 #include "sessions/nimblaloginsession.h"
+#include "sessions/playfabloginsession.h"
 #include "sessions/socialnetworkoauthsession.h"
 #include "sessions/socialnetworksession.h"
 #include "sessions/steamoauthsession.h"
@@ -240,6 +241,14 @@ std::vector<Method> methods(const Player &player)
          [] {
              auto *session = new SteamOAuthSession(nullptr);
              session->setSteamAppId(QStringLiteral("700100"));
+             return session;
+         },
+         tryLogin},
+        {QStringLiteral("playfab"),
+         [player] {
+             auto *session = new PlayfabLoginSession(nullptr);
+             session->setLogin(player.login);
+             session->setPassword(player.password);
              return session;
          },
          tryLogin},

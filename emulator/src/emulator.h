@@ -10,6 +10,7 @@
 #include "otphandler.h"
 #include "pageshandler.h"
 #include "passwordloginhandler.h"
+#include "playfabhandler.h"
 #include "requestlog.h"
 #include "router.h"
 #include "seed.h"
@@ -67,6 +68,7 @@ private:
     OAuthTokenHandler _oauthToken;
     SocialHandler _social;
     SteamHandler _steam;
+    PlayfabHandler _playfab;
     AdminHandler _admin;
     Router _router;
 

@@ -33,9 +33,10 @@ Object::Ptr LibraryConfig::build(const Seed::Project& project, const UrlLayout& 
                                         std::to_string(project.clientId) +
                                         "&response_type=code&state=%1&app_id=%2&ticket=%3");
     urls->set("steamSetEmailUrl", projectUrl(UrlLayout::SteamSetEmail));
-    urls->set("playfabLoginUrl", projectUrl(UrlLayout::PlayfabLogin));
-    urls->set("playfabCrossAuthUrl", projectUrl(UrlLayout::PlayfabCrossAuth));
-    urls->set("playfabSteamLoginUrl", projectUrl(UrlLayout::PlayfabSteamLogin));
+    // The library takes the PlayFab title id from the first label of these hosts.
+    urls->set("playfabLoginUrl", layout.playfabUrl(UrlLayout::PlayfabLogin, id));
+    urls->set("playfabCrossAuthUrl", projectUrl(UrlLayout::PlayfabCrossAuth) + "?playfab_id=%1&session_ticket=%2");
+    urls->set("playfabSteamLoginUrl", layout.playfabUrl(UrlLayout::PlayfabSteamLogin, id));
     urls->set("mailruLoginUrl", projectUrl(UrlLayout::MailruLogin));
     urls->set("stoneLoginUrl", projectUrl(UrlLayout::StoneLogin));
     urls->set("stoneSetEmailUrl", projectUrl(UrlLayout::StoneSetEmail));

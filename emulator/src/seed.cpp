@@ -1,5 +1,7 @@
 #include "seed.h"
 
+#include <algorithm>
+
 namespace NimblaEmulator {
 
 namespace {
@@ -51,6 +53,29 @@ const Seed::User* Seed::findSteamUser(const std::string& ticket) const
             return &user;
     }
     return nullptr;
+}
+
+const Seed::PlayfabPlayer* Seed::Playfab::findByEmail(const std::string& email) const
+{
+    const auto found = std::find_if(players.begin(), players.end(), [&](const PlayfabPlayer& player) {
+        return !email.empty() && player.email == email;
+    });
+    return found == players.end() ? nullptr : &*found;
+}
+
+const Seed::PlayfabPlayer* Seed::Playfab::findBySteamAccount(const std::string& steamAccount) const
+{
+    const auto found = std::find_if(players.begin(), players.end(), [&](const PlayfabPlayer& player) {
+        return !steamAccount.empty() && player.steamAccount == steamAccount;
+    });
+    return found == players.end() ? nullptr : &*found;
+}
+
+const Seed::PlayfabPlayer* Seed::Playfab::findById(const std::string& playFabId) const
+{
+    const auto found = std::find_if(players.begin(), players.end(),
+                                    [&](const PlayfabPlayer& player) { return player.playFabId == playFabId; });
+    return found == players.end() ? nullptr : &*found;
 }
 
 const Seed::User* Seed::findAnyUser(const std::string& loginOrName) const

@@ -56,6 +56,32 @@ public:
         int status = 200;
     };
 
+    // A player of the PlayFab title, signed in with e-mail and password or
+    // with a Steam account.
+    struct PlayfabPlayer
+    {
+        std::string playFabId;
+        std::string email; // empty: Steam only
+        std::string password;
+        // The key a Steam session ticket carries; empty: no Steam account linked.
+        std::string steamAccount;
+        // The launcher account the cross-auth signs in; empty: the player's own identity.
+        std::string user;
+        std::string behaviour = "ordinary"; // "ordinary", "no-data" or "expired-ticket"
+    };
+
+    struct Playfab
+    {
+        // Also the first label of the PlayFab hosts, TITLE.0.0.1: a hexadecimal spelling of 127.
+        std::string titleId = "0x7F";
+        long long ticketLifetimeSeconds = 86400;
+        std::vector<PlayfabPlayer> players;
+
+        const PlayfabPlayer* findByEmail(const std::string& email) const;
+        const PlayfabPlayer* findBySteamAccount(const std::string& steamAccount) const;
+        const PlayfabPlayer* findById(const std::string& playFabId) const;
+    };
+
     std::string defaultProject;
     std::string tokenSecret;
     long long tokenLifetimeSeconds = 3600;
@@ -65,6 +91,7 @@ public:
     // Steam accounts: "login" is the account's e-mail, empty for an account without one.
     std::vector<User> steamUsers;
     std::vector<Otp> otps;
+    Playfab playfab;
 
     const Project* findProject(const std::string& id) const;
     // Accepts the e-mail login or the user name, as the login form does.

@@ -189,6 +189,52 @@ Seed::Otp readOtp(const Object::Ptr& object, const std::string& where)
     return otp;
 }
 
+// The title id is also the first label of the PlayFab hosts, TITLE.0.0.1, so
+// it has to be a number worth 127 for that host to reach 127.0.0.1 without a
+// resolver: "0x" and hexadecimal digits, which Qt's URL parser reads as such.
+bool isLoopbackFirstLabel(const std::string& label)
+{
+    if (label.size() < 3 || label.size() > 18 || label[0] != '0' || (label[1] != 'x' && label[1] != 'X'))
+        return false;
+    const std::string digits = label.substr(2);
+    if (digits.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos)
+        return false;
+    return std::stoull(digits, nullptr, 16) == 0x7FULL;
+}
+
+const std::set<std::string> kPlayfabBehaviours = {"ordinary", "no-data", "expired-ticket"};
+
+Seed::Playfab readPlayfab(const Object::Ptr& object)
+{
+    Seed::Playfab playfab;
+    playfab.titleId = stringField(object, "titleId", "playfab", false, playfab.titleId);
+    if (!isLoopbackFirstLabel(playfab.titleId))
+        throw SeedError("playfab: \"titleId\" must be \"0x\" and hexadecimal digits worth 7F");
+    playfab.ticketLifetimeSeconds =
+        integerField(object, "ticketLifetimeSeconds", "playfab", false, playfab.ticketLifetimeSeconds);
+    const Array::Ptr players = arrayField(object, "players", false);
+    for (std::size_t i = 0; i < players->size(); ++i)
+    {
+        const std::string where = entryName("playfab.players", i);
+        const Object::Ptr entry = objectAt(players, i, where);
+        Seed::PlayfabPlayer player;
+        player.playFabId = stringField(entry, "playFabId", where);
+        if (player.playFabId.empty() || player.playFabId.find_first_of("/?#%&= ") != std::string::npos)
+            throw SeedError(where + ": \"playFabId\" must be non-empty and URL-safe");
+        player.email = stringField(entry, "email", where, false);
+        player.password = stringField(entry, "password", where, !player.email.empty());
+        player.steamAccount = stringField(entry, "steamAccount", where, false);
+        player.user = stringField(entry, "user", where, false);
+        player.behaviour = stringField(entry, "behaviour", where, false, player.behaviour);
+        if (kPlayfabBehaviours.count(player.behaviour) == 0)
+            throw SeedError(where + ": unknown \"behaviour\" \"" + player.behaviour + "\"");
+        if (player.email.empty() && player.steamAccount.empty())
+            throw SeedError(where + ": needs an \"email\" or a \"steamAccount\"");
+        playfab.players.push_back(player);
+    }
+    return playfab;
+}
+
 void checkUnique(const std::vector<std::string>& names, const std::string& what)
 {
     std::set<std::string> seen;
@@ -257,6 +303,14 @@ Seed SeedLoader::fromText(const std::string& text)
         for (std::size_t i = 0; i < otps->size(); ++i)
             seed.otps.push_back(readOtp(objectAt(otps, i, entryName("otps", i)), entryName("otps", i)));
 
+        if (root->has("playfab"))
+        {
+            const Object::Ptr playfab = root->getObject("playfab");
+            if (!playfab)
+                throw SeedError("\"playfab\" must be an object");
+            seed.playfab = readPlayfab(playfab);
+        }
+
         seed.defaultProject = stringField(root, "defaultProject", "seed", false, seed.projects.front().id);
     }
     catch (const Poco::Exception& e)
@@ -299,6 +353,24 @@ Seed SeedLoader::fromText(const std::string& text)
     for (const auto& otp : seed.otps)
         names.push_back(otp.otp);
     checkUnique(names, "otp");
+
+    std::vector<std::string> playFabIds, emails, steamAccounts;
+    for (const auto& player : seed.playfab.players)
+    {
+        playFabIds.push_back(player.playFabId);
+        if (!player.email.empty())
+            emails.push_back(player.email);
+        if (!player.steamAccount.empty())
+            steamAccounts.push_back(player.steamAccount);
+    }
+    checkUnique(playFabIds, "PlayFab id");
+    checkUnique(emails, "PlayFab e-mail");
+    checkUnique(steamAccounts, "PlayFab Steam account");
+    for (const auto& player : seed.playfab.players)
+    {
+        if (!player.user.empty() && !seed.findAnyUser(player.user))
+            throw SeedError("PlayFab player \"" + player.playFabId + "\" names unknown user \"" + player.user + "\"");
+    }
 
     if (!seed.findProject(seed.defaultProject))
         throw SeedError("\"defaultProject\" \"" + seed.defaultProject + "\" is not among the projects");

@@ -22,7 +22,7 @@ QStringList SignInDemo::methods()
 {
     return {QStringLiteral("jwt"), QStringLiteral("password"), QStringLiteral("oauth-password"),
             QStringLiteral("social"), QStringLiteral("social-oauth"), QStringLiteral("steam"),
-            QStringLiteral("steam-oauth")};
+            QStringLiteral("steam-oauth"), QStringLiteral("playfab")};
 }
 
 SignInDemo::SignInDemo(QObject *parent)
@@ -71,6 +71,9 @@ void SignInDemo::signIn(const QString &method, const Player &player, bool rememb
         m_manager->loginViaSteam(player.steamAppId);
     } else if (method == QLatin1String("steam-oauth")) {
         m_manager->loginViaSteamOAuth(player.steamAppId);
+    } else if (method == QLatin1String("playfab")) {
+        // The emulator's PlayFab knows alice by the same e-mail and password.
+        m_manager->loginViaPlayfab(player.login, player.password, false);
     } else {
         // The ready token is the one the launcher kept in its settings.
         NApplication::instance().settingsManager()->setJWT(player.jwt);

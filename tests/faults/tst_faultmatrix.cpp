@@ -5,6 +5,7 @@
 #include "jwt/nimblaloginjwtvalidator.h"
 #include "sessions/nimblaloginoauthsession.h"
 #include "sessions/nimblaloginsession.h"
+#include "sessions/playfabloginsession.h"
 #include "sessions/socialnetworkoauthsession.h"
 #include "sessions/socialnetworksession.h"
 #include "sessions/steamoauthsession.h"
@@ -58,6 +59,8 @@ enum class Operation {
     SteamLogin,
     SteamOAuthLogin,
     SteamSetEmail,
+    PlayfabLogin,
+    PlayfabCrossAuth,
 };
 
 // A regular expression for an outcome that is written out literally.
@@ -143,6 +146,14 @@ QList<Row> rows()
         // Any answer without a network error is a stored address.
         {"steam-set-email", Operation::SteamSetEmail, "steamSetEmailUrl", always("sendEmailFinished: false"),
          literal("sendEmailFinished: false"), literal("sendEmailFinished: true")},
+        // PlayFab's "errorMessage" is the only text the player sees, and a failure
+        // that PlayFab did not answer has none. An answer without "data" goes on to
+        // the cross-auth with an empty ticket, which the service refuses.
+        {"playfab-login", Operation::PlayfabLogin, "playfabLoginUrl", always("error: "), literal("error: "),
+         literal("error: Unknown or expired session ticket")},
+        // A redirect without "token" or "error" says nothing.
+        {"playfab-cross-auth", Operation::PlayfabCrossAuth, "playfabCrossAuthUrl", sessionError,
+         literal("error: Host requires authentication"), literal("error: ")},
     };
 }
 
@@ -286,7 +297,7 @@ private:
     QString emulatorAddress(const char *key) const;
 
     EmulatorFixture m_emulator;
-    QString m_closedAuthority;
+    QString m_closedPort;
 };
 
 void TestFaultMatrix::initTestCase()
@@ -294,7 +305,7 @@ void TestFaultMatrix::initTestCase()
     QVERIFY(m_emulator.start());
     QTcpServer probe;
     QVERIFY(probe.listen(QHostAddress::LocalHost));
-    m_closedAuthority = QStringLiteral("127.0.0.1:%1").arg(probe.serverPort());
+    m_closedPort = QString::number(probe.serverPort());
 }
 
 void TestFaultMatrix::init()
@@ -350,8 +361,10 @@ void TestFaultMatrix::cell()
         urls.insert("widgetSettingsUrl",
                     emulatorAddress("widgetSettingsUrl").replace("nimbla-demo-project", "nimbla-direct-project"));
     const QString address = emulatorAddress(urlKey.toLatin1().constData());
+    // By port: PlayFab's hosts are spelt in their own way.
     if (fault.isEmpty())
-        urls.insert(urlKey, QString(address).replace(m_emulator.baseUrl().authority(), m_closedAuthority));
+        urls.insert(urlKey, QString(address).replace(QStringLiteral(":%1/").arg(m_emulator.baseUrl().port()),
+                                                     QStringLiteral(":%1/").arg(m_closedPort)));
     else
         m_emulator.injectFault(QUrl(address.section(QLatin1Char('?'), 0, 0)), fault);
     // An account name of its own keeps the password sessions away from the other tests' saved accounts.
@@ -479,6 +492,15 @@ void TestFaultMatrix::start(Operation operation, const QString &jwt, Recorder &r
             attributes->get();
         else
             attributes->update();
+        break;
+    }
+    case Operation::PlayfabLogin:
+    case Operation::PlayfabCrossAuth: {
+        auto *session = new PlayfabLoginSession(owner);
+        recordSession(session, recorder);
+        session->setLogin(QStringLiteral("alice@example.com"));
+        session->setPassword(QStringLiteral("alice-password"));
+        session->tryLogin();
         break;
     }
     case Operation::SocialProviders: {
