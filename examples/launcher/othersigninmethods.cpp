@@ -1,0 +1,36 @@
+#include "othersigninmethods.h"
+
+#include "authmanager.h"
+#include "signinmethod.h"
+
+namespace {
+
+bool hasOwnPlace(const SignInMethod &method)
+{
+    return method.kind == SignInMethod::Password || method.kind == SignInMethod::Social
+           || method.kind == SignInMethod::Startup;
+}
+
+} // namespace
+
+QVariantList OtherSignInMethods::buttons() const
+{
+    QVariantList buttons;
+    for (const SignInMethod &method : SignInMethod::all()) {
+        if (!hasOwnPlace(method))
+            buttons << QVariantMap{{"name", method.name}, {"title", tr(method.title)}};
+    }
+    return buttons;
+}
+
+QString OtherSignInMethods::start(NimblaSDK::AuthManager *manager, const QString &name, const QString &login,
+                                  const QString &password) const
+{
+    const SignInMethod *method = SignInMethod::find(name);
+    if (!manager || !method)
+        return tr("There is no such sign-in method.");
+    SignInInput input;
+    input.login = login;
+    input.password = password;
+    return method->start(*manager, input) ? QString() : QString::fromUtf8(method->nothingToStart);
+}
