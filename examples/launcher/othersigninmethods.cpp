@@ -18,7 +18,7 @@ QVariantList OtherSignInMethods::buttons() const
     QVariantList buttons;
     for (const SignInMethod &method : SignInMethod::all()) {
         if (!hasOwnPlace(method))
-            buttons << QVariantMap{{"name", method.name}, {"title", tr(method.title)}};
+            buttons << QVariantMap{{"name", method.name}, {"title", QString::fromUtf8(method.title)}};
     }
     return buttons;
 }
