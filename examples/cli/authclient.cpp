@@ -212,7 +212,9 @@ void AuthClient::listProviders()
         QStringList lines;
         for (const QVariant &provider : m_manager->socialProviders()) {
             list.append(QJsonObject::fromVariantMap(provider.toMap()));
-            lines << providerTitle(provider) + QLatin1Char('\t') + provider.toMap().value(QStringLiteral("link")).toString();
+            const QVariantMap entry = provider.toMap();
+            lines << entry.value(QStringLiteral("title")).toString() + QLatin1Char('\t')
+                             + entry.value(QStringLiteral("link")).toString();
         }
         _succeed({{"providers", list}}, lines.join(QLatin1Char('\n')));
     });
@@ -245,9 +247,10 @@ void AuthClient::_fail(ExitCode code, const QString &why)
     m_done = true;
     m_deadline.stop();
     QTextStream(stderr) << QCoreApplication::applicationName() << ": " << why.simplified() << Qt::endl;
-    if (m_json)
-        print(QString::fromUtf8(
-                QJsonDocument(QJsonObject{{"signedIn", false}, {"exitCode", code}, {"error", why}}).toJson(QJsonDocument::Compact)));
+    if (m_json) {
+        const QJsonObject failure{{"signedIn", false}, {"exitCode", code}, {"error", why}};
+        print(QString::fromUtf8(QJsonDocument(failure).toJson(QJsonDocument::Compact)));
+    }
     _end(code);
 }
 

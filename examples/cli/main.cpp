@@ -60,7 +60,8 @@ int main(int argc, char *argv[])
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral("Signs a player in through NimblaAuth.\n") + Commands);
     parser.addHelpOption();
-    parser.addPositionalArgument(QStringLiteral("command"), QStringLiteral("login, restore, whoami, token, logout or providers."));
+    parser.addPositionalArgument(QStringLiteral("command"),
+                                 QStringLiteral("login, restore, whoami, token, logout or providers."));
     const QCommandLineOption configOption(QStringLiteral("config"), QStringLiteral("The library's configuration file."),
                                           QStringLiteral("file"));
     const QCommandLineOption emulatorOption(QStringLiteral("emulator"),
@@ -118,22 +119,24 @@ int main(int argc, char *argv[])
         return usage(QStringLiteral("--restore and --otp are two ways to start; pick one"));
     if (command.isEmpty())
         command = parser.isSet(restoreOption) ? QStringLiteral("restore") : QStringLiteral("login");
-    const QString methodName = parser.isSet(otpOption)     ? QStringLiteral("otp")
-                               : command == QLatin1String("restore") || command == QLatin1String("whoami")
-                                               || command == QLatin1String("token")
-                                       ? QStringLiteral("restore")
-                               : parser.isSet(methodOption) ? parser.value(methodOption)
-                               : positional.isEmpty()       ? QStringLiteral("jwt")
-                                                            : QString();
+    QString methodName;
+    if (parser.isSet(otpOption))
+        methodName = QStringLiteral("otp");
+    else if (command == QLatin1String("restore") || command == QLatin1String("whoami") || command == QLatin1String("token"))
+        methodName = QStringLiteral("restore");
+    else if (parser.isSet(methodOption))
+        methodName = parser.value(methodOption);
+    else if (positional.isEmpty())
+        methodName = QStringLiteral("jwt"); // the demo's default
     static const QStringList known{"login", "restore", "whoami", "token", "logout", "providers"};
     if (!known.contains(command))
         return usage(QStringLiteral("unknown command \"%1\"; see --help").arg(command));
     const SignInMethod *method = SignInMethod::find(methodName);
-    if (command == QLatin1String("login") && !method) {
-        return usage(methodName.isEmpty() ? QStringLiteral("login needs --method; one of: %1").arg(SignInMethod::names().join(", "))
-                                          : QStringLiteral("unknown method \"%1\"; one of: %2")
-                                                    .arg(methodName, SignInMethod::names().join(", ")));
-    }
+    const QString methods = SignInMethod::names().join(QStringLiteral(", "));
+    if (command == QLatin1String("login") && methodName.isEmpty())
+        return usage(QStringLiteral("login needs --method; one of: %1").arg(methods));
+    if (command == QLatin1String("login") && !method)
+        return usage(QStringLiteral("unknown method \"%1\"; one of: %2").arg(methodName, methods));
     bool timeoutValid = false;
     const int timeoutSeconds = parser.value(timeoutOption).toInt(&timeoutValid);
     if (!timeoutValid || timeoutSeconds <= 0)
@@ -155,7 +158,7 @@ int main(int argc, char *argv[])
         // Without --login, the emulator's own player signs in, with nothing to type.
         if (!parser.isSet(loginOption))
             input = service.player();
-        if (method && method->kind == SignInMethod::Startup && parser.isSet(otpOption) && !service.leaveOtp())
+        if (methodName == QLatin1String("otp") && !service.leaveOtp())
             return usage(QStringLiteral("could not leave a one-time password for the launcher"));
     } else {
         const QString config = parser.isSet(configOption) ? parser.value(configOption)
@@ -170,21 +173,24 @@ int main(int argc, char *argv[])
         input.login = parser.value(loginOption);
     if (parser.isSet(providerOption))
         input.provider = parser.value(providerOption);
-    if (command == QLatin1String("login") && input.password.isEmpty()
-        && (method->kind == SignInMethod::Password || (method->kind == SignInMethod::Token && input.jwt.isEmpty()))) {
-        const bool token = method->kind == SignInMethod::Token;
+    // What the method needs typed, unless the emulator's player brings it.
+    QString *secret = nullptr;
+    if (command == QLatin1String("login") && method->kind == SignInMethod::Password && input.password.isEmpty())
+        secret = &input.password;
+    else if (command == QLatin1String("login") && method->kind == SignInMethod::Token && input.jwt.isEmpty())
+        secret = &input.jwt;
+    if (secret) {
+        const bool token = secret == &input.jwt;
         if (!token && input.login.isEmpty())
             return usage(QStringLiteral("%1 needs --login").arg(methodName));
-        QString secret;
         if (parser.isSet(passwordStdinOption))
-            secret = QTextStream(stdin).readLine();
+            *secret = QTextStream(stdin).readLine();
         else if (Terminal::isInteractive())
-            secret = Terminal::readHidden(token ? QStringLiteral("Token: ") : QStringLiteral("Password: "));
+            *secret = Terminal::readHidden(token ? QStringLiteral("Token: ") : QStringLiteral("Password: "));
         else
             return usage(QStringLiteral("no terminal to read the password from; use --password-stdin"));
-        if (secret.isEmpty())
+        if (secret->isEmpty())
             return usage(token ? QStringLiteral("no token was given") : QStringLiteral("no password was given"));
-        (token ? input.jwt : input.password) = secret;
     }
 
     // A headless machine has no browser: this one follows the service's redirects back to the library.

@@ -23,13 +23,33 @@ Page {
             columnSpacing: 16
 
             Label { text: qsTr("Login") }
-            Label { objectName: "loginValue"; Layout.fillWidth: true; elide: Text.ElideRight; text: page.session ? page.session.login : "" }
+            Label {
+                objectName: "loginValue"
+                Layout.fillWidth: true
+                elide: Text.ElideRight
+                text: page.session ? page.session.login : ""
+            }
             Label { text: qsTr("User name") }
-            Label { objectName: "userNameValue"; Layout.fillWidth: true; elide: Text.ElideRight; text: page.session ? page.session.userName : "" }
+            Label {
+                objectName: "userNameValue"
+                Layout.fillWidth: true
+                elide: Text.ElideRight
+                text: page.session ? page.session.userName : ""
+            }
             Label { text: qsTr("User id") }
-            Label { objectName: "userIdValue"; Layout.fillWidth: true; elide: Text.ElideRight; text: page.session ? page.session.userId : "" }
+            Label {
+                objectName: "userIdValue"
+                Layout.fillWidth: true
+                elide: Text.ElideRight
+                text: page.session ? page.session.userId : ""
+            }
             Label { text: qsTr("Merchant id") }
-            Label { objectName: "merchantIdValue"; Layout.fillWidth: true; elide: Text.ElideRight; text: page.session ? page.session.merchantId : "" }
+            Label {
+                objectName: "merchantIdValue"
+                Layout.fillWidth: true
+                elide: Text.ElideRight
+                text: page.session ? page.session.merchantId : ""
+            }
         }
         Button {
             objectName: "logoutButton"
