@@ -21,6 +21,8 @@
 #include <QTextStream>
 #include <QTimer>
 
+#include <algorithm>
+
 namespace {
 
 const char Commands[] = "Commands:\n"
@@ -54,6 +56,10 @@ int main(int argc, char *argv[])
 {
     // The social sign-ins open a browser through the desktop; nothing is shown.
     qputenv("QT_QPA_PLATFORM", qgetenv("QT_QPA_PLATFORM").isEmpty() ? "minimal" : qgetenv("QT_QPA_PLATFORM"));
+    // Only the one line that says why reaches standard error, unless the log is asked for; decided
+    // before the application object, whose platform set-up has warnings of its own.
+    if (std::none_of(argv + 1, argv + argc, [](const char *argument) { return qstrcmp(argument, "--verbose") == 0; }))
+        QLoggingCategory::setFilterRules(QStringLiteral("*=false"));
     QGuiApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("nimbla-auth"));
 
@@ -106,9 +112,6 @@ int main(int argc, char *argv[])
         return usage(parser.errorText());
     if (parser.isSet(QStringLiteral("help")))
         parser.showHelp(0);
-    // Only the one line that says why reaches standard error, unless the log is asked for.
-    if (!parser.isSet(verboseOption))
-        QLoggingCategory::setFilterRules(QStringLiteral("*=false"));
 
     // The old demo's options stand for the commands.
     const QStringList positional = parser.positionalArguments();
