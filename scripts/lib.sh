@@ -3,10 +3,12 @@
 
 NIMBLA_ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
-# Everything the library, the emulator, the demo and the whole test suite need on Debian 12.
+# Everything the library, the emulator, the examples and the whole test suite need on Debian 12.
 NIMBLA_PACKAGES=(
     cmake ninja-build g++ pkg-config
-    qtbase5-dev qtdeclarative5-dev libpoco-dev libsecret-1-dev
+    qtbase5-dev qtdeclarative5-dev libpoco-dev libsecret-1-dev qttools5-dev qttools5-dev-tools
+    qml-module-qtquick2 qml-module-qtquick-controls2 qml-module-qtquick-layouts qml-module-qtquick-window2
+    fonts-dejavu-core
     dbus gnome-keyring libsecret-tools libglib2.0-bin
     g++-mingw-w64-x86-64-posix wine wine64
     chromium

@@ -44,6 +44,7 @@ bool JwtCodec::setAlgorithm(const QString &alg)
         return false;
     m_algorithm = alg;
     // The header text goes through the translator, as the token tooling always did.
+    //: Part of a token header, not a text for the player: keep it exactly as it is.
     const QString json = tr("{\"typ\": \"JWT\", \"alg\" : \"") + alg + tr("\"}");
     m_header = QJsonDocument::fromJson(json.toUtf8());
     return true;
