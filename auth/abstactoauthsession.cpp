@@ -136,12 +136,17 @@ void AbstactOAuthSession::updateRefreshToken(const QString &refreshToken)
     m_sessionParameters.insert(SessionRefreshToken, refreshToken);
 }
 
-void AbstactOAuthSession::_onJwtReceived(const QString &jwt)
+void AbstactOAuthSession::_recordAccessToken(const QString &jwt)
 {
     m_sessionParameters.insert(SessionAccessToken, jwt);
+    Q_EMIT refreshed(m_sessionParameters);
+}
+
+void AbstactOAuthSession::_onJwtReceived(const QString &jwt)
+{
     // Announced before the token is checked: the manager saves the
     // parameters on this signal, whatever the check finds.
-    Q_EMIT refreshed(m_sessionParameters);
+    _recordAccessToken(jwt);
     _processJWT(jwt);
     // A JWT of another login project still finishes the sign-in on this path;
     // callers rely on loginFinished() after every token answer.

@@ -50,6 +50,8 @@ protected:
     virtual void _oauthGetJwt(const QString &code, const QString &redirectUri, bool refresh);
     virtual void _onJwtReceived(const QString &jwt);
     virtual void updateRefreshToken(const QString &refreshToken);
+    //! Keeps \a jwt as the access token and announces the token values with refreshed().
+    void _recordAccessToken(const QString &jwt);
 
     QString refreshToken() const;
     //! The two tokens as the derived sessions save them; a token never received is null.

@@ -17,6 +17,8 @@
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 
+#include <algorithm>
+
 namespace NimblaSDK {
 
 namespace {
@@ -41,10 +43,10 @@ const FailureRow SettingsRefused = FailureRow(lcSession)
         .error("Failed load Nimbla Login settings")
         .report("Failed load Nimbla Login setting", FailureRow::FirstLogLine);
 
-QStringList criticalLines(const FailureRow &row, const ServiceReply *reply)
+QStringList criticalLines(const FailureRow::LogStep &step, const ServiceReply *reply)
 {
-    const QString start = QString::fromUtf8(row.line);
-    switch (row.lines) {
+    const QString start = QString::fromUtf8(step.words);
+    switch (step.shape) {
     case FailureRow::FixedLine:
         break;
     case FailureRow::NetworkLine:
@@ -56,11 +58,15 @@ QStringList criticalLines(const FailureRow &row, const ServiceReply *reply)
                 QStringLiteral("Reply: ") + QString::fromUtf8(QJsonDocument(reply->answer()).toJson())};
     case FailureRow::RawLines:
         return {start.trimmed(), QStringLiteral("Reply: ") + QString::fromUtf8(reply->body())};
+    case FailureRow::ErrorStringLine:
+        return {start + reply->errorString()};
+    case FailureRow::DescriptionLine:
+        return {start + reply->serviceDescription()};
     }
     return {start};
 }
 
-QString failureDetails(const FailureRow &row, const ServiceReply *reply, const QStringList &lines)
+QString failureDetails(const FailureRow &row, const ServiceReply *reply, const QVector<QStringList> &lines)
 {
     switch (row.details) {
     case FailureRow::NoDetails:
@@ -70,7 +76,7 @@ QString failureDetails(const FailureRow &row, const ServiceReply *reply, const Q
     case FailureRow::NetworkErrorString:
         return reply->errorString();
     case FailureRow::FirstLogLine:
-        return lines.value(0);
+        return lines.value(0).value(0);
     }
     return QString();
 }
@@ -229,8 +235,15 @@ bool AbstractSession::_processJWT(const QString &jwt)
 
     qCDebug(lcSession).noquote() << "Jwt payload object: " + QString::fromLocal8Bit(QJsonDocument(payload).toJson());
 
+    _setIdentity(payload, payload.value(QStringLiteral("username")).toString());
+
+    Q_EMIT refreshed({{QStringLiteral("access_token"), jwt}});
+    return true;
+}
+
+void AbstractSession::_setIdentity(const QJsonObject &payload, const QString &userName)
+{
     const QString subject = payload.value(QStringLiteral("sub")).toString();
-    const QString userName = payload.value(QStringLiteral("username")).toString();
     const QString externalAccountId = payload.value(QStringLiteral("external_account_id")).toString();
 
     _setLogin(payload.value(QStringLiteral("email")).toString());
@@ -241,9 +254,6 @@ bool AbstractSession::_processJWT(const QString &jwt)
     _setExternalUserId(externalAccountId);
 
     _updateErrorTags(subject, userName, externalAccountId);
-
-    Q_EMIT refreshed({{QStringLiteral("access_token"), jwt}});
-    return true;
 }
 
 void AbstractSession::_updateErrorTags(const QString &userId, const QString &userName, const QString &externalAccountId)
@@ -281,7 +291,9 @@ void AbstractSession::_logEvent(const QString &event) const
 
 void AbstractSession::_reportFailure(const FailureRow &row)
 {
-    Q_ASSERT_X(row.lines == FailureRow::FixedLine && row.details != FailureRow::ServiceDescription
+    Q_ASSERT_X(std::all_of(row.logSteps.cbegin(), row.logSteps.cend(),
+                           [](const FailureRow::LogStep &step) { return step.shape == FailureRow::FixedLine; })
+                       && row.details != FailureRow::ServiceDescription
                        && row.details != FailureRow::NetworkErrorString && row.textSource != FailureRow::ServiceText
                        && row.textSource != FailureRow::NetworkText,
                "_reportFailure", "a row that quotes a reply needs the reply");
@@ -295,11 +307,14 @@ void AbstractSession::_reportFailure(const FailureRow &row, const ServiceReply &
 
 void AbstractSession::_tellFailure(const FailureRow &row, const ServiceReply *reply)
 {
-    const QStringList lines = criticalLines(row, reply);
+    QVector<QStringList> lines;
+    for (const FailureRow::LogStep &step : row.logSteps)
+        lines << criticalLines(step, reply);
+    int nextStep = 0;
     for (const FailureRow::Channel channel : row.order) {
         switch (channel) {
         case FailureRow::Log:
-            for (const QString &line : lines)
+            for (const QString &line : lines.at(nextStep++))
                 qCCritical(row.category).noquote() << line;
             break;
         case FailureRow::Event:

@@ -2,6 +2,7 @@
 
 #include "nimblaauth_export.h"
 
+#include <QJsonObject>
 #include <QObject>
 #include <QString>
 #include <QVariantMap>
@@ -86,6 +87,8 @@ protected:
 
     //! Turns a JWT of this login project into the session's identity; false when it is not one.
     bool _processJWT(const QString &jwt);
+    //! Fills the identity from the claims of \a payload, with \a userName as the user name, and tags the error reports.
+    void _setIdentity(const QJsonObject &payload, const QString &userName);
     void _finishAuth();
     void _logError(const QString &title, const QString &description) const;
     void _logEvent(const QString &event) const;

@@ -14,6 +14,9 @@ Q_DECLARE_LOGGING_CATEGORY(lcOAuthSession) // "NimblaSDK.Auth.AbstactOAuthSessio
 Q_DECLARE_LOGGING_CATEGORY(lcLoginOAuthSession) // "logCatNimblaOAuth2.0"
 Q_DECLARE_LOGGING_CATEGORY(lcSocialAuth) // "logCatSosialAuth", misspelt on purpose: the log dashboards filter on this name
 Q_DECLARE_LOGGING_CATEGORY(lcSocialOAuth) // "NimblaSDK.Auth.SocialNetworkOAuthSession"
+Q_DECLARE_LOGGING_CATEGORY(lcSteamAuth) // "logCatSteamAuth", the Steam session and the Steam client library
+Q_DECLARE_LOGGING_CATEGORY(lcSteamOAuth) // "logCatSteamOAuth2.0"
+Q_DECLARE_LOGGING_CATEGORY(lcPlayfabAuth) // "PlayfabAuth"
 Q_DECLARE_LOGGING_CATEGORY(lcJwtChecker) // "JWTchecker"
 Q_DECLARE_LOGGING_CATEGORY(lcJwtValidator) // "Nimbla.Auth.NimblaLoginJwtValidator"
 Q_DECLARE_LOGGING_CATEGORY(lcHttpServer) // "HttpServer"

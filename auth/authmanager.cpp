@@ -9,8 +9,11 @@
 #include "sessions/jwtloginsession.h"
 #include "sessions/nimblaloginoauthsession.h"
 #include "sessions/nimblaloginsession.h"
+#include "sessions/playfabloginsession.h"
 #include "sessions/socialnetworkoauthsession.h"
 #include "sessions/socialnetworksession.h"
+#include "sessions/steamoauthsession.h"
+#include "sessions/steamsession.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -167,6 +170,23 @@ void AuthManager::loginViaNimblaLogin(QString login, QString password, bool reme
     session->checkLoginType();
 }
 
+void AuthManager::loginViaPlayfab()
+{
+    auto *session = new PlayfabLoginSession(this);
+    _setCurrentSession(session);
+    session->tryLogin();
+}
+
+void AuthManager::loginViaPlayfab(QString login, QString password, bool rememberMe)
+{
+    auto *session = new PlayfabLoginSession(this);
+    _setCurrentSession(session);
+    session->setLogin(login);
+    session->setPassword(password);
+    session->setRememberMe(rememberMe);
+    session->tryLogin();
+}
+
 void AuthManager::loginViaSocialNetwork(QString url)
 {
     auto *session = new SocialNetworkSession(this);
@@ -185,6 +205,22 @@ void AuthManager::loginViaSocialNetworkOAuth(QString providerName, QJsonObject s
     }
     session->setSessionState(sessionState);
     session->refresh();
+}
+
+void AuthManager::loginViaSteam(QString steamAppId)
+{
+    auto *session = new SteamSession(this);
+    _setCurrentSession(session);
+    session->setSteamAppId(steamAppId);
+    session->tryLogin();
+}
+
+void AuthManager::loginViaSteamOAuth(QString steamAppId)
+{
+    auto *session = new SteamOAuthSession(this);
+    _setCurrentSession(session);
+    session->setSteamAppId(steamAppId);
+    session->tryLogin();
 }
 
 void AuthManager::loginViaNimblaLoginOAuth()

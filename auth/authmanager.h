@@ -98,11 +98,18 @@ public Q_SLOTS:
     void loginViaSocialNetwork(QString url);
     //! An empty \a sessionState signs in in the browser; otherwise the state is refreshed.
     void loginViaSocialNetworkOAuth(QString providerName, QJsonObject sessionState = QJsonObject());
-    // The Steam, Steam OAuth2 and Mail.Ru entry points come here with their sessions.
+    //! Signs in with the running Steam client, for the game \a steamAppId.
+    void loginViaSteam(QString steamAppId);
+    //! The same over OAuth2.
+    void loginViaSteamOAuth(QString steamAppId);
+    // The Mail.Ru entry point comes here with its session.
     void loginViaNimblaLoginOAuth();
     void loginViaNimblaLoginOAuth(QString login, QString password, bool rememberMe);
     void loginViaNimblaLoginOAuth(QJsonObject sessionState);
-    // The Stone, PlayFab (both forms) and Steam-to-PlayFab entry points come here with their sessions.
+    // The Stone and Steam-to-PlayFab entry points come here with their sessions.
+    void loginViaPlayfab();
+    //! \a rememberMe is the session's saved account, not the manager's rememberMe.
+    void loginViaPlayfab(QString login, QString password, bool rememberMe);
     //! Signs in with a ready JWT (what an OTP exchange returns), checked against the service first.
     void loginWithOtp(QString otp);
     //! Exchanges the one-time password left for the launcher; false when there is none.

@@ -30,7 +30,9 @@ namespace NimblaSDK {
  * \endcode
  *
  * A row without error() (a captcha prompt, a result signal of its own) lets
- * the session emit what it needs after the report.
+ * the session emit what it needs after the report. Each log() or logReply()
+ * is a step of its own, so critical lines can stand on either side of the
+ * other channels.
  */
 struct FailureRow
 {
@@ -42,6 +44,8 @@ struct FailureRow
         NetworkLine,  //!< prefix + the reply's error string + the error code as one character
         ServiceLines, //!< prefix + the service's description, then "Reply: " + the answer as indented JSON
         RawLines,     //!< the prefix alone, then "Reply: " + the raw body
+        ErrorStringLine, //!< prefix + the reply's error string
+        DescriptionLine, //!< prefix + the service's description
     };
     //! What error() says.
     enum Text { FixedText, TranslatedText, ServiceText, NetworkText };
@@ -54,6 +58,13 @@ struct FailureRow
         : category(logCategory)
     {
     }
+
+    //! One critical step: its shape and the words it starts with.
+    struct LogStep
+    {
+        Lines shape;
+        const char *words;
+    };
 
     //! Writes \a text as a critical line.
     FailureRow &log(const char *text) { return logWith(FixedLine, text); }
@@ -83,8 +94,7 @@ struct FailureRow
 
     Category category;
     QVector<Channel> order;
-    Lines lines = FixedLine;
-    const char *line = nullptr;
+    QVector<LogStep> logSteps; //!< one for each Log in order
     const char *eventName = nullptr;
     const char *reportTitle = nullptr;
     Details details = NoDetails;
@@ -99,8 +109,7 @@ private:
     }
     FailureRow &logWith(Lines shape, const char *words)
     {
-        lines = shape;
-        line = words;
+        logSteps.append({shape, words});
         return tell(Log);
     }
     FailureRow &errorWith(Text source, const char *words)

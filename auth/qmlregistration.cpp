@@ -7,8 +7,11 @@
 #include "sessions/jwtloginsession.h"
 #include "sessions/nimblaloginoauthsession.h"
 #include "sessions/nimblaloginsession.h"
+#include "sessions/playfabloginsession.h"
 #include "sessions/socialnetworkoauthsession.h"
 #include "sessions/socialnetworksession.h"
+#include "sessions/steamoauthsession.h"
+#include "sessions/steamsession.h"
 
 #include <QtQml>
 
@@ -37,12 +40,15 @@ void registerQmlTypes()
     registerSession<NimblaLoginSession>("NimblaLoginSession");
     registerSession<NimblaLoginOAuthSession>("NimblaLoginOAuthSession");
     registerSession<JwtLoginSession>("JwtLoginSession");
+    registerSession<PlayfabLoginSession>("PlayfabLoginSession");
     registerSession<SocialNetworkSession>("SocialNetworkSession");
     registerSession<SocialNetworkOAuthSession>("SocialNetworkOAuthSession");
     // It needs the launcher's requester, so QML is handed one made in C++.
     qmlRegisterUncreatableType<UserAttributes>(
             Module, Major, Minor, "UserAttributes",
             QStringLiteral("UserAttributes is created in C++ with its requester and handed to QML"));
+    registerSession<SteamSession>("SteamSession");
+    registerSession<SteamOAuthSession>("SteamOAuthSession");
 }
 
 } // namespace NimblaSDK

@@ -11,6 +11,7 @@ ServiceReply::ServiceReply(QNetworkReply *reply)
     // An aborted reply (deadline, dropped connection) is closed and has no body to read.
     , m_body(reply->isOpen() ? reply->readAll() : QByteArray())
     , m_answer(QJsonDocument::fromJson(m_body).object())
+    , m_serviceDescription(m_answer.value(QStringLiteral("error")).toObject().value(QStringLiteral("description")).toString())
 {
     if (m_networkError == QNetworkReply::NoError)
         m_outcome = Answered;
@@ -25,11 +26,6 @@ ServiceReply::ServiceReply(QNetworkReply *reply)
 bool ServiceReply::hasServiceError() const
 {
     return m_answer.contains(QStringLiteral("error"));
-}
-
-QString ServiceReply::serviceDescription() const
-{
-    return m_answer.value(QStringLiteral("error")).toObject().value(QStringLiteral("description")).toString();
 }
 
 } // namespace NimblaSDK

@@ -47,9 +47,14 @@ public:
     QByteArray body() const { return m_body; }
     //! The body as a JSON object; empty when it is not one.
     QJsonObject answer() const { return m_answer; }
-    //! Whether the answer holds the service's {"error": {"description": ...}}.
+    //! Whether the answer holds the service's "error".
     bool hasServiceError() const;
-    QString serviceDescription() const;
+    //! The service's own words about a failure; the login service's {"error": {"description": ...}} by default.
+    QString serviceDescription() const { return m_serviceDescription; }
+
+protected:
+    //! For the replies of a service that explains its failures in another shape.
+    void setServiceDescription(const QString &description) { m_serviceDescription = description; }
 
 private:
     Outcome m_outcome;
@@ -58,6 +63,7 @@ private:
     QString m_errorString;
     QByteArray m_body;
     QJsonObject m_answer;
+    QString m_serviceDescription;
 };
 
 } // namespace NimblaSDK

@@ -16,8 +16,11 @@
 #include "sessions/jwtloginsession.h"
 #include "sessions/nimblaloginoauthsession.h"
 #include "sessions/nimblaloginsession.h"
+#include "sessions/playfabloginsession.h"
 #include "sessions/socialnetworkoauthsession.h"
 #include "sessions/socialnetworksession.h"
+#include "sessions/steamoauthsession.h"
+#include "sessions/steamsession.h"
 #include "storage/nativesecurejsonobjectstorage.h"
 
 #include "emulatorprocess.h"
@@ -225,6 +228,29 @@ std::vector<Method> methods(const Player &player)
          },
          tryLogin},
         {QStringLiteral("social-oauth"), [player] { return new SocialNetworkOAuthSession(player.provider, nullptr); },
+         tryLogin},
+        // Against the stand-in Steam client that the emulator's configuration names.
+        {QStringLiteral("steam"),
+         [] {
+             auto *session = new SteamSession(nullptr);
+             session->setSteamAppId(QStringLiteral("700100"));
+             return session;
+         },
+         tryLogin},
+        {QStringLiteral("steam-oauth"),
+         [] {
+             auto *session = new SteamOAuthSession(nullptr);
+             session->setSteamAppId(QStringLiteral("700100"));
+             return session;
+         },
+         tryLogin},
+        {QStringLiteral("playfab"),
+         [player] {
+             auto *session = new PlayfabLoginSession(nullptr);
+             session->setLogin(player.login);
+             session->setPassword(player.password);
+             return session;
+         },
          tryLogin},
     };
 }

@@ -37,6 +37,8 @@ public:
     int requestTimeout() const;
     bool strictTls() const;
     int authorizationTimeout() const;
+    //! Where the Steam client library is, tried before the platform's own search; empty: not configured.
+    QString steamApiLibrary() const;
 
     QJsonObject urls() const;
 

@@ -9,7 +9,7 @@ source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 nimbla_install_missing cmake ninja-build g++ pkg-config "${NIMBLA_QT_PACKAGES[@]}" libpoco-dev libsecret-1-dev \
     dbus gnome-keyring libglib2.0-bin
 
-build="$NIMBLA_ROOT/build/bench$([ "$NIMBLA_QT_MAJOR" = 5 ] || echo "-qt$NIMBLA_QT_MAJOR")"
+build="$NIMBLA_ROOT/build/bench$NIMBLA_QT_SUFFIX"
 nimbla_build "$build" -DCMAKE_BUILD_TYPE=Release -DNIMBLA_BUILD_TESTS=OFF -DNIMBLA_BUILD_EXAMPLES=OFF \
     -DNIMBLA_QT_MAJOR="$NIMBLA_QT_MAJOR"
 

@@ -1,5 +1,7 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds, starts the login-service emulator and signs in through the library.
+# Installs what is missing, builds, and signs in with nimbla-auth, the command-line client, against a
+# private login-service emulator. Arguments go to nimbla-auth (see --help), e.g.
+#   scripts/demo.sh login --method social-oauth
 #
 # What a launcher keeps between its starts stays under the build folder: the settings, the emulator's
 # state and, on a machine without a desktop keyring, a private keyring. So
@@ -12,10 +14,10 @@ source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 nimbla_install_missing cmake ninja-build g++ pkg-config "${NIMBLA_QT_PACKAGES[@]}" libpoco-dev \
     libsecret-1-dev dbus gnome-keyring libglib2.0-bin
 
-build="$NIMBLA_ROOT/build/release$([ "$NIMBLA_QT_MAJOR" = 5 ] || echo "-qt$NIMBLA_QT_MAJOR")"
+build="$NIMBLA_ROOT/build/release$NIMBLA_QT_SUFFIX"
 nimbla_build "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DNIMBLA_BUILD_TESTS=OFF -DNIMBLA_QT_MAJOR="$NIMBLA_QT_MAJOR"
 
-demo=("$build/examples/demo/nimbla-demo" --emulator "$build/emulator/nimbla-login-emulator"
+demo=("$build/examples/cli/nimbla-auth" --emulator "$build/emulator/nimbla-login-emulator"
       --data "$build/demo-data" "$@")
 
 # A desktop session with a running Secret Service keeps the remembered session in the user's keyring.

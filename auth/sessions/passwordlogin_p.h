@@ -7,8 +7,9 @@
 
 namespace NimblaSDK {
 
-// The saved account of the two login-and-password sessions, kept under the
-// application's account name.
+// The saved account of the two login-and-password sessions and the PlayFab
+// e-mail session, kept under the application's account name: one account,
+// whichever form the player used last.
 namespace PasswordLogin {
 
 inline CredentialRecord savedAccount()

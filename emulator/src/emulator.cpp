@@ -24,7 +24,7 @@ Poco::Net::ServerSocket bindLoopback(int port)
 Emulator::Emulator(Seed seed, int port)
     : _seed(std::move(seed))
     , _socket(bindLoopback(port))
-    , _layout(_socket.address().port())
+    , _layout(_socket.address().port(), _seed.playfab.titleId + ".0.0.1")
     , _state(_seed)
     , _issuer(_seed.tokenSecret, _seed.tokenLifetimeSeconds)
     , _context(_seed, _state, _issuer, _layout, _requests, _faults)
@@ -36,6 +36,8 @@ Emulator::Emulator(Seed seed, int port)
     , _passwordLogin(_context)
     , _oauthToken(_context)
     , _social(_context)
+    , _steam(_context)
+    , _playfab(_context)
     , _admin(_context)
     , _threads(2, kMaxThreads)
 {
@@ -87,10 +89,15 @@ void Emulator::addRoutes()
     _router.add("GET", UrlLayout::SocialAuthorize, [this](HttpExchange& e) { _social.handleAuthorize(e); });
     _router.add("GET", UrlLayout::Callback, [this](HttpExchange& e) { _pages.handleCallback(e); });
     _router.add("GET", UrlLayout::PrivacyPolicy, [this](HttpExchange& e) { _pages.handlePrivacyPolicy(e); });
+    _router.add("GET", UrlLayout::SteamLogin, [this](HttpExchange& e) { _steam.handleLogin(e); });
+    _router.add("GET", UrlLayout::SteamOAuthLogin, [this](HttpExchange& e) { _steam.handleOAuthLogin(e); });
+    _router.add("POST", UrlLayout::SteamSetEmail, [this](HttpExchange& e) { _steam.handleSetEmail(e); });
 
-    for (const char* pattern : {UrlLayout::SteamLogin, UrlLayout::SteamOAuthLogin, UrlLayout::SteamSetEmail,
-                                UrlLayout::PlayfabLogin, UrlLayout::PlayfabCrossAuth, UrlLayout::PlayfabSteamLogin,
-                                UrlLayout::MailruLogin, UrlLayout::StoneLogin, UrlLayout::StoneSetEmail})
+    _router.add("POST", UrlLayout::PlayfabLogin, [this](HttpExchange& e) { _playfab.handleEmailLogin(e); });
+    _router.add("POST", UrlLayout::PlayfabSteamLogin, [this](HttpExchange& e) { _playfab.handleSteamLogin(e); });
+    _router.add("GET", UrlLayout::PlayfabCrossAuth, [this](HttpExchange& e) { _playfab.handleCrossAuth(e); });
+
+    for (const char* pattern : {UrlLayout::MailruLogin, UrlLayout::StoneLogin, UrlLayout::StoneSetEmail})
     {
         for (const char* method : {"GET", "POST"})
             _router.add(method, pattern, notYet);

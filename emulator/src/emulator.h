@@ -10,10 +10,12 @@
 #include "otphandler.h"
 #include "pageshandler.h"
 #include "passwordloginhandler.h"
+#include "playfabhandler.h"
 #include "requestlog.h"
 #include "router.h"
 #include "seed.h"
 #include "socialhandler.h"
+#include "steamhandler.h"
 #include "tokenissuer.h"
 #include "urllayout.h"
 #include "widgetsettingshandler.h"
@@ -65,6 +67,8 @@ private:
     PasswordLoginHandler _passwordLogin;
     OAuthTokenHandler _oauthToken;
     SocialHandler _social;
+    SteamHandler _steam;
+    PlayfabHandler _playfab;
     AdminHandler _admin;
     Router _router;
 

@@ -52,4 +52,12 @@ const Seed::Project* EmulatorContext::requireProject(HttpExchange& exchange) con
     return project;
 }
 
+Seed::User EmulatorContext::account(const Seed::User& seeded) const
+{
+    Seed::User user = seeded;
+    if (const std::optional<std::string> email = _state.email(seeded.sub))
+        user.login = *email;
+    return user;
+}
+
 } // namespace NimblaEmulator

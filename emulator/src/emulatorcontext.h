@@ -29,6 +29,9 @@ public:
     // returns null when there is no such project.
     const Seed::Project* requireProject(HttpExchange& exchange) const;
 
+    // The seeded account as it stands now: with the e-mail given to it since, if any.
+    Seed::User account(const Seed::User& seeded) const;
+
 private:
     const Seed& _seed;
     EmulatorState& _state;

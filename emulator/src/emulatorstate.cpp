@@ -186,4 +186,19 @@ void EmulatorState::changed() const
         _changeListener();
 }
 
+void EmulatorState::setEmail(const std::string& sub, const std::string& email)
+{
+    std::lock_guard<std::mutex> lock(_mutex);
+    _emails[sub] = email;
+}
+
+std::optional<std::string> EmulatorState::email(const std::string& sub)
+{
+    std::lock_guard<std::mutex> lock(_mutex);
+    const auto found = _emails.find(sub);
+    if (found == _emails.end())
+        return std::nullopt;
+    return found->second;
+}
+
 } // namespace NimblaEmulator

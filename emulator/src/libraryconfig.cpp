@@ -26,12 +26,17 @@ Object::Ptr LibraryConfig::build(const Seed::Project& project, const UrlLayout& 
                                    std::to_string(project.clientId) + "&response_type=code&state=%1");
     urls->set("oauthExchangeCodeUrl", projectUrl(UrlLayout::OAuthToken));
     urls->set("loginAuthViaSocialNetwork", layout.url(UrlLayout::SocialAuthorize, id, "%1"));
-    urls->set("steamLoginUrl", projectUrl(UrlLayout::SteamLogin));
-    urls->set("steamOAuthLoginUrl", projectUrl(UrlLayout::SteamOAuthLogin));
+    // The library fills these with the Steam application id, the session
+    // ticket and, for OAuth2, the state first.
+    urls->set("steamLoginUrl", projectUrl(UrlLayout::SteamLogin) + "?app_id=%1&ticket=%2");
+    urls->set("steamOAuthLoginUrl", projectUrl(UrlLayout::SteamOAuthLogin) + "?client_id=" +
+                                        std::to_string(project.clientId) +
+                                        "&response_type=code&state=%1&app_id=%2&ticket=%3");
     urls->set("steamSetEmailUrl", projectUrl(UrlLayout::SteamSetEmail));
-    urls->set("playfabLoginUrl", projectUrl(UrlLayout::PlayfabLogin));
-    urls->set("playfabCrossAuthUrl", projectUrl(UrlLayout::PlayfabCrossAuth));
-    urls->set("playfabSteamLoginUrl", projectUrl(UrlLayout::PlayfabSteamLogin));
+    // The library takes the PlayFab title id from the first label of these hosts.
+    urls->set("playfabLoginUrl", layout.playfabUrl(UrlLayout::PlayfabLogin, id));
+    urls->set("playfabCrossAuthUrl", projectUrl(UrlLayout::PlayfabCrossAuth) + "?playfab_id=%1&session_ticket=%2");
+    urls->set("playfabSteamLoginUrl", layout.playfabUrl(UrlLayout::PlayfabSteamLogin, id));
     urls->set("mailruLoginUrl", projectUrl(UrlLayout::MailruLogin));
     urls->set("stoneLoginUrl", projectUrl(UrlLayout::StoneLogin));
     urls->set("stoneSetEmailUrl", projectUrl(UrlLayout::StoneSetEmail));
@@ -54,6 +59,9 @@ Object::Ptr LibraryConfig::build(const Seed::Project& project, const UrlLayout& 
     config->set("oauth2ClientId", project.clientId);
     config->set("authorizationTimeoutMs", 60000);
     config->set("network", network);
+    // The stand-in Steam client built beside the emulator, so that a Steam
+    // sign-in against the emulator finds a Steam client to talk to.
+    config->set("steamApiLibrary", NIMBLA_STEAM_STANDIN_PATH);
     config->set("urls", urls);
     return config;
 }

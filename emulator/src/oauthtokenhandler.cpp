@@ -242,12 +242,14 @@ void OAuthTokenHandler::refresh(HttpExchange& exchange, const Seed::Project& pro
 
 void OAuthTokenHandler::sendTokens(HttpExchange& exchange, const EmulatorState::Grant& grant) const
 {
-    const Seed::User* user = _context.seed().findAnyUser(grant.login);
-    if (!user)
+    const Seed::User* seeded = _context.seed().findAnyUser(grant.login);
+    if (!seeded)
     {
         exchange.sendError(500, "The grant names a user the seed does not know");
         return;
     }
+    const Seed::User account = _context.account(*seeded);
+    const Seed::User* user = &account;
     TokenIssuer::Options options = _context.issuer().defaults();
     options.forged = grant.forgedToken;
 

@@ -1,5 +1,7 @@
 #include "seed.h"
 
+#include <algorithm>
+
 namespace NimblaEmulator {
 
 namespace {
@@ -43,11 +45,54 @@ const Seed::User* Seed::findSocialUser(const std::string& provider) const
     return nullptr;
 }
 
+const Seed::User* Seed::findSteamUser(const std::string& ticket) const
+{
+    for (const auto& user : steamUsers)
+    {
+        if (user.steamTicket == ticket)
+            return &user;
+    }
+    return nullptr;
+}
+
+const Seed::PlayfabPlayer* Seed::Playfab::findByEmail(const std::string& email) const
+{
+    const auto found = std::find_if(players.begin(), players.end(), [&](const PlayfabPlayer& player) {
+        return !email.empty() && player.email == email;
+    });
+    return found == players.end() ? nullptr : &*found;
+}
+
+const Seed::PlayfabPlayer* Seed::Playfab::findBySteamAccount(const std::string& steamAccount) const
+{
+    const auto found = std::find_if(players.begin(), players.end(), [&](const PlayfabPlayer& player) {
+        return !steamAccount.empty() && player.steamAccount == steamAccount;
+    });
+    return found == players.end() ? nullptr : &*found;
+}
+
+const Seed::PlayfabPlayer* Seed::Playfab::findById(const std::string& playFabId) const
+{
+    const auto found = std::find_if(players.begin(), players.end(),
+                                    [&](const PlayfabPlayer& player) { return player.playFabId == playFabId; });
+    return found == players.end() ? nullptr : &*found;
+}
+
 const Seed::User* Seed::findAnyUser(const std::string& loginOrName) const
 {
     if (const User* user = findUser(loginOrName))
         return user;
-    return findByLogin(socialUsers, loginOrName);
+    if (const User* user = findByLogin(socialUsers, loginOrName))
+        return user;
+    if (const User* user = findByLogin(steamUsers, loginOrName))
+        return user;
+    // A Steam account without an e-mail is known by its subject alone.
+    for (const auto& user : steamUsers)
+    {
+        if (!loginOrName.empty() && user.sub == loginOrName)
+            return &user;
+    }
+    return nullptr;
 }
 
 } // namespace NimblaEmulator

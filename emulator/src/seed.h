@@ -43,6 +43,8 @@ public:
         std::string externalAccountId;
         std::string behaviour = "ordinary";
         std::string provider; // empty for password accounts
+        // The account key that a Steam account's session ticket carries; empty for other accounts.
+        std::string steamTicket;
         std::string group = "primary"; // of the provider list: primary, secondary or other
     };
 
@@ -54,19 +56,49 @@ public:
         int status = 200;
     };
 
+    // A player of the PlayFab title, signed in with e-mail and password or
+    // with a Steam account.
+    struct PlayfabPlayer
+    {
+        std::string playFabId;
+        std::string email; // empty: Steam only
+        std::string password;
+        // The key a Steam session ticket carries; empty: no Steam account linked.
+        std::string steamAccount;
+        // The launcher account the cross-auth signs in; empty: the player's own identity.
+        std::string user;
+        std::string behaviour = "ordinary"; // "ordinary", "no-data" or "expired-ticket"
+    };
+
+    struct Playfab
+    {
+        // Also the first label of the PlayFab hosts, TITLE.0.0.1: a hexadecimal spelling of 127.
+        std::string titleId = "0x7F";
+        long long ticketLifetimeSeconds = 86400;
+        std::vector<PlayfabPlayer> players;
+
+        const PlayfabPlayer* findByEmail(const std::string& email) const;
+        const PlayfabPlayer* findBySteamAccount(const std::string& steamAccount) const;
+        const PlayfabPlayer* findById(const std::string& playFabId) const;
+    };
+
     std::string defaultProject;
     std::string tokenSecret;
     long long tokenLifetimeSeconds = 3600;
     std::vector<Project> projects;
     std::vector<User> users;
     std::vector<User> socialUsers;
+    // Steam accounts: "login" is the account's e-mail, empty for an account without one.
+    std::vector<User> steamUsers;
     std::vector<Otp> otps;
+    Playfab playfab;
 
     const Project* findProject(const std::string& id) const;
     // Accepts the e-mail login or the user name, as the login form does.
     const User* findUser(const std::string& loginOrName) const;
     const User* findSocialUser(const std::string& provider) const;
-    // Password accounts first, then social accounts.
+    const User* findSteamUser(const std::string& ticket) const;
+    // Password accounts first, then social accounts, then Steam accounts (also by "sub").
     const User* findAnyUser(const std::string& loginOrName) const;
 };
 

@@ -22,6 +22,7 @@ using Poco::JSON::Object;
 const std::set<std::string> kUserBehaviours = {
     "ordinary", "wrong-password", "captcha", "privacy-policy", "error-in-success"};
 const std::set<std::string> kSocialBehaviours = {"ordinary", "invalid-token", "no-token"};
+const std::set<std::string> kSteamBehaviours = {"ordinary", "no-token", "wrong-state", "no-state"};
 const std::set<std::string> kSocialLinkShapes = {"groups", "empty", "missing"};
 const std::set<std::string> kSocialGroups = {"primary", "secondary", "other"};
 const std::set<std::string> kOtpOutcomes = {
@@ -154,6 +155,24 @@ Seed::User readUser(const Object::Ptr& object, const std::string& where, bool so
     return user;
 }
 
+Seed::User readSteamUser(const Object::Ptr& object, const std::string& where)
+{
+    Seed::User user;
+    user.steamTicket = stringField(object, "ticket", where);
+    if (user.steamTicket.empty())
+        throw SeedError(where + ": \"ticket\" must not be empty");
+    user.login = stringField(object, "login", where, false);
+    user.sub = stringField(object, "sub", where, false, "steam-" + user.steamTicket);
+    user.username = stringField(object, "username", where, false);
+    user.publisherId = integerField(object, "publisherId", where, false, 0);
+    user.accessKey = stringField(object, "accessKey", where, false);
+    user.externalAccountId = stringField(object, "externalAccountId", where, false);
+    user.behaviour = stringField(object, "behaviour", where, false, "ordinary");
+    if (kSteamBehaviours.count(user.behaviour) == 0)
+        throw SeedError(where + ": unknown \"behaviour\" \"" + user.behaviour + "\"");
+    return user;
+}
+
 Seed::Otp readOtp(const Object::Ptr& object, const std::string& where)
 {
     Seed::Otp otp;
@@ -168,6 +187,52 @@ Seed::Otp readOtp(const Object::Ptr& object, const std::string& where)
     if (otp.outcome == "error" && (otp.status < 400 || otp.status > 599))
         throw SeedError(where + ": \"status\" of an error outcome must be 400..599");
     return otp;
+}
+
+// The title id is also the first label of the PlayFab hosts, TITLE.0.0.1, so
+// it has to be a number worth 127 for that host to reach 127.0.0.1 without a
+// resolver: "0x" and hexadecimal digits, which Qt's URL parser reads as such.
+bool isLoopbackFirstLabel(const std::string& label)
+{
+    if (label.size() < 3 || label.size() > 18 || label[0] != '0' || (label[1] != 'x' && label[1] != 'X'))
+        return false;
+    const std::string digits = label.substr(2);
+    if (digits.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos)
+        return false;
+    return std::stoull(digits, nullptr, 16) == 0x7FULL;
+}
+
+const std::set<std::string> kPlayfabBehaviours = {"ordinary", "no-data", "expired-ticket"};
+
+Seed::Playfab readPlayfab(const Object::Ptr& object)
+{
+    Seed::Playfab playfab;
+    playfab.titleId = stringField(object, "titleId", "playfab", false, playfab.titleId);
+    if (!isLoopbackFirstLabel(playfab.titleId))
+        throw SeedError("playfab: \"titleId\" must be \"0x\" and hexadecimal digits worth 7F");
+    playfab.ticketLifetimeSeconds =
+        integerField(object, "ticketLifetimeSeconds", "playfab", false, playfab.ticketLifetimeSeconds);
+    const Array::Ptr players = arrayField(object, "players", false);
+    for (std::size_t i = 0; i < players->size(); ++i)
+    {
+        const std::string where = entryName("playfab.players", i);
+        const Object::Ptr entry = objectAt(players, i, where);
+        Seed::PlayfabPlayer player;
+        player.playFabId = stringField(entry, "playFabId", where);
+        if (player.playFabId.empty() || player.playFabId.find_first_of("/?#%&= ") != std::string::npos)
+            throw SeedError(where + ": \"playFabId\" must be non-empty and URL-safe");
+        player.email = stringField(entry, "email", where, false);
+        player.password = stringField(entry, "password", where, !player.email.empty());
+        player.steamAccount = stringField(entry, "steamAccount", where, false);
+        player.user = stringField(entry, "user", where, false);
+        player.behaviour = stringField(entry, "behaviour", where, false, player.behaviour);
+        if (kPlayfabBehaviours.count(player.behaviour) == 0)
+            throw SeedError(where + ": unknown \"behaviour\" \"" + player.behaviour + "\"");
+        if (player.email.empty() && player.steamAccount.empty())
+            throw SeedError(where + ": needs an \"email\" or a \"steamAccount\"");
+        playfab.players.push_back(player);
+    }
+    return playfab;
 }
 
 void checkUnique(const std::vector<std::string>& names, const std::string& what)
@@ -229,9 +294,22 @@ Seed SeedLoader::fromText(const std::string& text)
             seed.socialUsers.push_back(readUser(objectAt(socialUsers, i, entryName("socialUsers", i)),
                                                 entryName("socialUsers", i), true));
 
+        const Array::Ptr steamUsers = arrayField(root, "steamUsers", false);
+        for (std::size_t i = 0; i < steamUsers->size(); ++i)
+            seed.steamUsers.push_back(
+                readSteamUser(objectAt(steamUsers, i, entryName("steamUsers", i)), entryName("steamUsers", i)));
+
         const Array::Ptr otps = arrayField(root, "otps", false);
         for (std::size_t i = 0; i < otps->size(); ++i)
             seed.otps.push_back(readOtp(objectAt(otps, i, entryName("otps", i)), entryName("otps", i)));
+
+        if (root->has("playfab"))
+        {
+            const Object::Ptr playfab = root->getObject("playfab");
+            if (!playfab)
+                throw SeedError("\"playfab\" must be an object");
+            seed.playfab = readPlayfab(playfab);
+        }
 
         seed.defaultProject = stringField(root, "defaultProject", "seed", false, seed.projects.front().id);
     }
@@ -253,7 +331,20 @@ Seed SeedLoader::fromText(const std::string& text)
         names.push_back(user.login);
     for (const auto& user : seed.socialUsers)
         names.push_back(user.login);
+    for (const auto& user : seed.steamUsers)
+    {
+        if (!user.login.empty())
+            names.push_back(user.login);
+    }
     checkUnique(names, "user login");
+    names.clear();
+    for (const auto& user : seed.steamUsers)
+        names.push_back(user.steamTicket);
+    checkUnique(names, "Steam ticket");
+    names.clear();
+    for (const auto& user : seed.steamUsers)
+        names.push_back(user.sub);
+    checkUnique(names, "Steam account sub");
     names.clear();
     for (const auto& user : seed.socialUsers)
         names.push_back(user.provider);
@@ -262,6 +353,24 @@ Seed SeedLoader::fromText(const std::string& text)
     for (const auto& otp : seed.otps)
         names.push_back(otp.otp);
     checkUnique(names, "otp");
+
+    std::vector<std::string> playFabIds, emails, steamAccounts;
+    for (const auto& player : seed.playfab.players)
+    {
+        playFabIds.push_back(player.playFabId);
+        if (!player.email.empty())
+            emails.push_back(player.email);
+        if (!player.steamAccount.empty())
+            steamAccounts.push_back(player.steamAccount);
+    }
+    checkUnique(playFabIds, "PlayFab id");
+    checkUnique(emails, "PlayFab e-mail");
+    checkUnique(steamAccounts, "PlayFab Steam account");
+    for (const auto& player : seed.playfab.players)
+    {
+        if (!player.user.empty() && !seed.findAnyUser(player.user))
+            throw SeedError("PlayFab player \"" + player.playFabId + "\" names unknown user \"" + player.user + "\"");
+    }
 
     if (!seed.findProject(seed.defaultProject))
         throw SeedError("\"defaultProject\" \"" + seed.defaultProject + "\" is not among the projects");

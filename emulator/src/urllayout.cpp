@@ -12,8 +12,9 @@ void replaceAll(std::string& text, const std::string& from, const std::string& t
 
 } // namespace
 
-UrlLayout::UrlLayout(int port)
+UrlLayout::UrlLayout(int port, const std::string& playfabHost)
     : _base("http://127.0.0.1:" + std::to_string(port))
+    , _playfabBase("http://" + playfabHost + ":" + std::to_string(port))
 {
 }
 
@@ -28,6 +29,11 @@ std::string UrlLayout::url(const std::string& pattern, const std::string& projec
     replaceAll(path, "{project}", project);
     replaceAll(path, "{provider}", provider);
     return _base + path;
+}
+
+std::string UrlLayout::playfabUrl(const std::string& pattern, const std::string& project) const
+{
+    return _playfabBase + url(pattern, project).substr(_base.size());
 }
 
 } // namespace NimblaEmulator

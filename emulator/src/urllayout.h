@@ -34,14 +34,17 @@ public:
     static constexpr const char* Callback = "/callback";
     static constexpr const char* PrivacyPolicy = "/privacy-policy";
 
-    explicit UrlLayout(int port);
+    // PlayFab's URLs are on a host of their own, named after the title.
+    UrlLayout(int port, const std::string& playfabHost);
 
     std::string base() const;
     std::string url(const std::string& pattern, const std::string& project = std::string(),
                     const std::string& provider = std::string()) const;
+    std::string playfabUrl(const std::string& pattern, const std::string& project) const;
 
 private:
     std::string _base;
+    std::string _playfabBase;
 };
 
 } // namespace NimblaEmulator

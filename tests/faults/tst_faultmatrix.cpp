@@ -5,8 +5,11 @@
 #include "jwt/nimblaloginjwtvalidator.h"
 #include "sessions/nimblaloginoauthsession.h"
 #include "sessions/nimblaloginsession.h"
+#include "sessions/playfabloginsession.h"
 #include "sessions/socialnetworkoauthsession.h"
 #include "sessions/socialnetworksession.h"
+#include "sessions/steamoauthsession.h"
+#include "sessions/steamsession.h"
 #include "storage/otpexchanger.h"
 
 #include "emulatorfixture.h"
@@ -53,6 +56,11 @@ enum class Operation {
     SocialProviders,
     AttributesGet,
     AttributesUpdate,
+    SteamLogin,
+    SteamOAuthLogin,
+    SteamSetEmail,
+    PlayfabLogin,
+    PlayfabCrossAuth,
 };
 
 // A regular expression for an outcome that is written out literally.
@@ -129,6 +137,23 @@ QList<Row> rows()
          literal("getFinished: 2 ") + attributesRefused, literal("getFinished: 0 ")},
         {"attributes-update", Operation::AttributesUpdate, "updateUserAttributesUrl", attributesFailed("updateFinished"),
          literal("updateFinished: 2 ") + attributesRefused, literal("updateFinished: 0 ")},
+        // The stand-in Steam client hands out the ticket of a seeded account with an e-mail.
+        // An answer without a redirect is a token-less one: the e-mail check asks for an address.
+        {"steam-login", Operation::SteamLogin, "steamLoginUrl", sessionError,
+         literal("error: Host requires authentication"), literal("needSendEmail")},
+        {"steam-oauth2-login", Operation::SteamOAuthLogin, "steamOAuthLoginUrl", sessionError,
+         literal("error: Host requires authentication"), literal("error: Login url is compromised")},
+        // Any answer without a network error is a stored address.
+        {"steam-set-email", Operation::SteamSetEmail, "steamSetEmailUrl", always("sendEmailFinished: false"),
+         literal("sendEmailFinished: false"), literal("sendEmailFinished: true")},
+        // PlayFab's "errorMessage" is the only text the player sees, and a failure
+        // that PlayFab did not answer has none. An answer without "data" goes on to
+        // the cross-auth with an empty ticket, which the service refuses.
+        {"playfab-login", Operation::PlayfabLogin, "playfabLoginUrl", always("error: "), literal("error: "),
+         literal("error: Unknown or expired session ticket")},
+        // A redirect without "token" or "error" says nothing.
+        {"playfab-cross-auth", Operation::PlayfabCrossAuth, "playfabCrossAuthUrl", sessionError,
+         literal("error: Host requires authentication"), literal("error: ")},
     };
 }
 
@@ -218,6 +243,20 @@ void recordSession(Session *session, Recorder &recorder)
                      [&recorder] { recorder.record(QStringLiteral("loginFinished")); });
 }
 
+template <typename Session>
+Session *steamSession(Recorder &recorder, QObject *owner)
+{
+    auto *session = new Session(owner);
+    recordSession(session, recorder);
+    QObject::connect(session, &Session::needSendEmail, &recorder,
+                     [&recorder] { recorder.record(QStringLiteral("needSendEmail")); });
+    QObject::connect(session, &Session::sendEmailFinished, &recorder, [&recorder](bool success) {
+        recorder.record(QStringLiteral("sendEmailFinished: ") + (success ? "true" : "false"));
+    });
+    session->setSteamAppId(QStringLiteral("700100"));
+    return session;
+}
+
 template <typename PasswordSession>
 PasswordSession *passwordSession(Recorder &recorder, QObject *owner)
 {
@@ -258,7 +297,7 @@ private:
     QString emulatorAddress(const char *key) const;
 
     EmulatorFixture m_emulator;
-    QString m_closedAuthority;
+    QString m_closedPort;
 };
 
 void TestFaultMatrix::initTestCase()
@@ -266,7 +305,7 @@ void TestFaultMatrix::initTestCase()
     QVERIFY(m_emulator.start());
     QTcpServer probe;
     QVERIFY(probe.listen(QHostAddress::LocalHost));
-    m_closedAuthority = QStringLiteral("127.0.0.1:%1").arg(probe.serverPort());
+    m_closedPort = QString::number(probe.serverPort());
 }
 
 void TestFaultMatrix::init()
@@ -322,8 +361,10 @@ void TestFaultMatrix::cell()
         urls.insert("widgetSettingsUrl",
                     emulatorAddress("widgetSettingsUrl").replace("nimbla-demo-project", "nimbla-direct-project"));
     const QString address = emulatorAddress(urlKey.toLatin1().constData());
+    // By port: PlayFab's hosts are spelt in their own way.
     if (fault.isEmpty())
-        urls.insert(urlKey, QString(address).replace(m_emulator.baseUrl().authority(), m_closedAuthority));
+        urls.insert(urlKey, QString(address).replace(QStringLiteral(":%1/").arg(m_emulator.baseUrl().port()),
+                                                     QStringLiteral(":%1/").arg(m_closedPort)));
     else
         m_emulator.injectFault(QUrl(address.section(QLatin1Char('?'), 0, 0)), fault);
     // An account name of its own keeps the password sessions away from the other tests' saved accounts.
@@ -453,6 +494,15 @@ void TestFaultMatrix::start(Operation operation, const QString &jwt, Recorder &r
             attributes->update();
         break;
     }
+    case Operation::PlayfabLogin:
+    case Operation::PlayfabCrossAuth: {
+        auto *session = new PlayfabLoginSession(owner);
+        recordSession(session, recorder);
+        session->setLogin(QStringLiteral("alice@example.com"));
+        session->setPassword(QStringLiteral("alice-password"));
+        session->tryLogin();
+        break;
+    }
     case Operation::SocialProviders: {
         // Every new manager starts the download at once.
         auto *manager = new AuthManager(owner);
@@ -463,6 +513,15 @@ void TestFaultMatrix::start(Operation operation, const QString &jwt, Recorder &r
         });
         break;
     }
+    case Operation::SteamLogin:
+        steamSession<SteamSession>(recorder, owner)->tryLogin();
+        break;
+    case Operation::SteamOAuthLogin:
+        steamSession<SteamOAuthSession>(recorder, owner)->tryLogin();
+        break;
+    case Operation::SteamSetEmail:
+        steamSession<SteamSession>(recorder, owner)->sendEmail(QStringLiteral("ivan-steam@example.com"));
+        break;
     }
 }
 

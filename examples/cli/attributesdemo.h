@@ -11,7 +11,7 @@ class UserAttributes;
 
 /*
  * Writes an attribute of the signed-in player and reads it back through a
- * second client, the way a launcher's profile page would, and prints both.
+ * second client, the way a launcher's profile page would.
  */
 class AttributesDemo : public QObject
 {
@@ -23,8 +23,13 @@ public:
     //! Uses the player's \a jwt and \a userId in \a publisherProjectId; finished() reports the outcome.
     void run(const QString &jwt, const QString &userId, int publisherProjectId);
 
+    //! The attribute's key and the value it writes.
+    static QString key();
+    static QString written();
+
 Q_SIGNALS:
-    void finished(int exitCode);
+    //! \a read: the value read back; \a failure: why it could not be written or read, empty on success.
+    void finished(const QString &read, const QString &failure);
 
 private:
     NimblaSDK::UserAttributes *_client(const QString &userId, int publisherProjectId);

@@ -3,8 +3,6 @@
 #include "attributes/userattributes.h"
 #include "httpapirequester.h"
 
-#include <QTextStream>
-
 using namespace NimblaSDK;
 
 namespace {
@@ -12,13 +10,22 @@ namespace {
 const QString Key = QStringLiteral("favourite_class");
 const QString Written = QStringLiteral("ranger");
 
-QTextStream &out()
+QString failureText(const char *step, const UserAttributesError &error)
 {
-    static QTextStream stream(stdout);
-    return stream;
+    return QStringLiteral("%1 the attribute failed (%2):%3").arg(QLatin1String(step)).arg(error.code).arg(error.message);
 }
 
 } // namespace
+
+QString AttributesDemo::key()
+{
+    return Key;
+}
+
+QString AttributesDemo::written()
+{
+    return Written;
+}
 
 AttributesDemo::AttributesDemo(QObject *parent)
     : QObject(parent)
@@ -44,12 +51,9 @@ void AttributesDemo::run(const QString &jwt, const QString &userId, int publishe
     connect(writer, &UserAttributes::updateFinished, this,
             [this, userId, publisherProjectId](const UserAttributesError &error) {
                 if (error.code != 0) {
-                    out() << "Writing the attribute failed (" << error.code << "):" << error.message << Qt::endl;
-                    Q_EMIT finished(1);
+                    Q_EMIT finished(QString(), failureText("Writing", error));
                     return;
                 }
-                out() << "Wrote " << Key << " = " << Written << " in publisher project " << publisherProjectId
-                      << Qt::endl;
                 _read(userId, publisherProjectId);
             });
     writer->update();
@@ -60,13 +64,10 @@ void AttributesDemo::_read(const QString &userId, int publisherProjectId)
     UserAttributes *reader = _client(userId, publisherProjectId);
     connect(reader, &UserAttributes::getFinished, this, [this, reader](const UserAttributesError &error) {
         if (error.code != 0) {
-            out() << "Reading the attribute failed (" << error.code << "):" << error.message << Qt::endl;
-            Q_EMIT finished(1);
+            Q_EMIT finished(QString(), failureText("Reading", error));
             return;
         }
-        const QString read = reader->value(Key);
-        out() << "Read back " << Key << " = " << read << Qt::endl;
-        Q_EMIT finished(read == Written ? 0 : 1);
+        Q_EMIT finished(reader->value(Key), QString());
     });
     reader->get();
 }

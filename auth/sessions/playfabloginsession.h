@@ -1,0 +1,75 @@
+#pragma once
+
+#include <NimblaSDK/Auth/nimblaauth_export.h>
+
+#include <NimblaSDK/Auth/abstractsession.h>
+
+#include <QString>
+
+class QNetworkReply;
+
+namespace NimblaSDK {
+
+/*!
+ * Signs in at PlayFab with e-mail and password, then trades the PlayFab
+ * session ticket for the launcher's own JWT.
+ *
+ * The PlayFab title is the first label of the configured login URL's host.
+ * The account is kept in the credential vault under the application's
+ * account name, the same record the login-and-password session uses, so a
+ * player who signed in one way finds the form filled in the other. It is
+ * saved after every successful sign-in; rememberMe only tells the settings
+ * whether the next start signs in without asking.
+ *
+ * \code
+ * auto *session = new PlayfabLoginSession(this); // filled in from the vault
+ * connect(session, &AbstractSession::loginFinished, this, &Launcher::enter);
+ * connect(session, &AbstractSession::error, this, &LoginForm::showError);
+ * session->setLogin(email);
+ * session->setPassword(password);
+ * session->tryLogin();
+ * \endcode
+ *
+ * The class's own loginChanged() is about the typed e-mail; the identity's
+ * login of the base is announced by AbstractSession::loginChanged().
+ */
+class NIMBLAAUTH_EXPORT PlayfabLoginSession : public AbstractSession
+{
+    Q_OBJECT
+    Q_PROPERTY(QString login READ login WRITE setLogin NOTIFY loginChanged)
+    Q_PROPERTY(QString password READ password WRITE setPassword NOTIFY passwordChanged)
+    Q_PROPERTY(bool rememberMe READ rememberMe WRITE setRememberMe NOTIFY rememberMeChanged)
+
+public:
+    //! Starts with the account saved in the credential vault, if there is one.
+    explicit PlayfabLoginSession(QObject *parent);
+
+    QString login() const;
+    QString password() const;
+    bool rememberMe() const;
+
+    void tryLogin() override;
+
+Q_SIGNALS:
+    void loginChanged(const QString &login);
+    void passwordChanged(const QString &password);
+    void rememberMeChanged(bool rememberMe);
+
+public Q_SLOTS:
+    void setLogin(const QString &login);
+    void setPassword(const QString &password);
+    void setRememberMe(bool rememberMe);
+
+private:
+    void _onLoginReply(QNetworkReply *reply);
+    void _processSessionTicket();
+    void _onCrossAuthReply(QNetworkReply *reply);
+
+    QString m_login;
+    QString m_password;
+    bool m_rememberMe = false;
+    QString m_sessionTicket;
+    QString m_playfabId;
+};
+
+} // namespace NimblaSDK

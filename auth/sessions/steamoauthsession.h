@@ -1,0 +1,68 @@
+#pragma once
+
+#include <NimblaSDK/Auth/nimblaauth_export.h>
+
+#include <NimblaSDK/Auth/abstactoauthsession.h>
+
+#include <QString>
+
+#include <memory>
+
+namespace NimblaSDK {
+
+class SteamSignIn;
+
+/*!
+ * Signs in with the running Steam client over OAuth2: the Steam session
+ * ticket goes to the login service with a fresh state, the service answers
+ * with an authorisation code and that state, and the code is exchanged for
+ * the JWT and a refresh token. The user name is the player's Steam name.
+ *
+ * As with SteamSession, an account without an e-mail, where the product
+ * asks for one, ends in needSendEmail() instead of loginFinished():
+ *
+ * \code
+ * auto *session = new SteamOAuthSession(this);
+ * connect(session, &SteamOAuthSession::needSendEmail, this, &Launcher::askForEmail);
+ * connect(session, &AbstractSession::loginFinished, this, &Launcher::enter);
+ * session->setSteamAppId(QStringLiteral("700100"));
+ * session->tryLogin();
+ * \endcode
+ */
+class NIMBLAAUTH_EXPORT SteamOAuthSession : public AbstactOAuthSession
+{
+    Q_OBJECT
+
+public:
+    //! Initialises the Steam client.
+    explicit SteamOAuthSession(QObject *parent);
+    //! Shuts the Steam client down.
+    ~SteamOAuthSession() override;
+
+    void setSteamAppId(const QString &steamAppId);
+    void tryLogin() override;
+
+Q_SIGNALS:
+    //! The account has no e-mail and the product needs one: ask the player, then call sendEmail().
+    void needSendEmail();
+    //! The outcome of sendEmail(); \a errorStr is the network error, empty on success.
+    void sendEmailFinished(bool success, QString errorStr);
+
+public Q_SLOTS:
+    //! Gives the account the e-mail \a email; what follows success is the caller's decision.
+    void sendEmail(QString email);
+    //! Renews the sign-in with the refresh token, without Steam.
+    void refresh() override;
+
+protected:
+    void _onJwtReceived(const QString &jwt) override;
+
+private:
+    void _processSessionTicket();
+    void _processJWT(const QString &jwt);
+
+    std::unique_ptr<SteamSignIn> m_steam;
+    QString m_steamAppId;
+};
+
+} // namespace NimblaSDK

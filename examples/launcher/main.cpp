@@ -1,0 +1,68 @@
+// The demo launcher: a Qt Quick sign-in screen on top of NimblaAuth. It signs in against a private
+// login-service emulator by default, or against the service of a configuration file
+// (--config FILE, or NIMBLA_CONFIG).
+#include "demoservice.h"
+#include "othersigninmethods.h"
+
+#include "napplication.h"
+#include "qmlregistration.h"
+#include "qtcompat_p.h"
+#include "translator.h"
+
+#include <QCommandLineParser>
+#include <QGuiApplication>
+#include <QQmlApplicationEngine>
+#include <QQmlContext>
+#include <QStandardPaths>
+
+int main(int argc, char *argv[])
+{
+    NimblaSDK::QtCompat::enableHighDpiScaling();
+    NimblaSDK::QtCompat::usePlainControlsStyle();
+    QGuiApplication app(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("nimbla-launcher"));
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral("A sign-in screen on top of NimblaAuth."));
+    parser.addHelpOption();
+    const QCommandLineOption configOption(QStringLiteral("config"),
+                                          QStringLiteral("Sign in against the service of this configuration file."),
+                                          QStringLiteral("file"));
+    const QCommandLineOption emulatorOption(QStringLiteral("emulator"), QStringLiteral("The login-service emulator."),
+                                            QStringLiteral("path"), QStringLiteral(NIMBLA_EMULATOR_PATH));
+    const QCommandLineOption dataOption(
+            QStringLiteral("data"), QStringLiteral("Folder for the emulator's state and the launcher's settings."),
+            QStringLiteral("folder"),
+            QStandardPaths::writableLocation(QStandardPaths::AppLocalDataLocation) + QStringLiteral("/emulator"));
+    const QCommandLineOption appIdOption(
+            QStringLiteral("app-id"),
+            QStringLiteral("The game's id at the platform, for the Steam sign-ins; default with the emulator: the "
+                           "stand-in Steam client's."),
+            QStringLiteral("id"));
+    parser.addOptions({configOption, emulatorOption, dataOption, appIdOption});
+    parser.process(app);
+
+    // The library's texts in the player's language.
+    NimblaSDK::installTranslator();
+
+    DemoService emulator;
+    const QString config = parser.isSet(configOption) ? parser.value(configOption) : qEnvironmentVariable("NIMBLA_CONFIG");
+    if (!config.isEmpty()) {
+        if (!NimblaSDK::NApplication::instance().loadConfiguration(config))
+            return 2;
+    } else {
+        const QDir data(parser.value(dataOption));
+        if (!DemoService::keepSettingsIn(data) || !emulator.start(parser.value(emulatorOption), data))
+            return 2;
+    }
+
+    NimblaSDK::registerQmlTypes();
+    OtherSignInMethods otherMethods(parser.isSet(appIdOption) || !config.isEmpty() ? parser.value(appIdOption)
+                                                                                    : DemoService::standInAppId());
+    QQmlApplicationEngine engine;
+    engine.rootContext()->setContextProperty(QStringLiteral("otherMethods"), &otherMethods);
+    engine.load(QUrl(QStringLiteral("qrc:/launcher/main.qml")));
+    if (engine.rootObjects().isEmpty())
+        return 2;
+    return app.exec();
+}

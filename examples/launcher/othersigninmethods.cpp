@@ -1,0 +1,43 @@
+#include "othersigninmethods.h"
+
+#include "authmanager.h"
+#include "signinmethod.h"
+
+namespace {
+
+bool hasOwnPlace(const SignInMethod &method)
+{
+    return method.kind == SignInMethod::Password || method.kind == SignInMethod::Social
+           || method.kind == SignInMethod::Startup;
+}
+
+} // namespace
+
+OtherSignInMethods::OtherSignInMethods(const QString &appId, QObject *parent)
+    : QObject(parent)
+    , m_appId(appId)
+{
+}
+
+QVariantList OtherSignInMethods::buttons() const
+{
+    QVariantList buttons;
+    for (const SignInMethod &method : SignInMethod::all()) {
+        if (!hasOwnPlace(method))
+            buttons << QVariantMap{{"name", method.name}, {"title", QString::fromUtf8(method.title)}};
+    }
+    return buttons;
+}
+
+QString OtherSignInMethods::start(NimblaSDK::AuthManager *manager, const QString &name, const QString &login,
+                                  const QString &password) const
+{
+    const SignInMethod *method = SignInMethod::find(name);
+    if (!manager || !method)
+        return tr("There is no such sign-in method.");
+    SignInInput input;
+    input.login = login;
+    input.password = password;
+    input.appId = m_appId;
+    return method->start(*manager, input) ? QString() : QString::fromUtf8(method->nothingToStart);
+}

@@ -1,0 +1,15 @@
+#!/usr/bin/env bash
+# Installs what is missing, builds, and starts the demo launcher, a Qt Quick sign-in screen, against a
+# private login-service emulator whose state stays under the build folder. Arguments go to the
+# launcher: --config FILE signs in against the service of that configuration instead.
+# It needs a desktop; on a headless machine, QT_QPA_PLATFORM=offscreen runs it unseen.
+# NIMBLA_QT_MAJOR=6 builds it with Qt 6.
+set -euo pipefail
+source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
+
+nimbla_install_missing cmake ninja-build g++ pkg-config "${NIMBLA_QT_PACKAGES[@]}" libpoco-dev libsecret-1-dev
+
+build="$NIMBLA_ROOT/build/release$NIMBLA_QT_SUFFIX"
+nimbla_build "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DNIMBLA_BUILD_TESTS=OFF -DNIMBLA_QT_MAJOR="$NIMBLA_QT_MAJOR"
+
+exec "$build/examples/launcher/nimbla-launcher" --data "$build/launcher-data" "$@"

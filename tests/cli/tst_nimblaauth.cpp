@@ -1,0 +1,290 @@
+// nimbla-auth as scripts run it: a process with arguments and standard input,
+// judged by its exit code, its standard output and its one line of standard error.
+#include "emulatorfixture.h"
+#include "testenvironment.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QtTest>
+
+namespace {
+
+struct Run
+{
+    int exitCode = -1;
+    QByteArray out;
+    QByteArray err;
+};
+
+QJsonObject jwtPayload(const QByteArray &jwt)
+{
+    return QJsonDocument::fromJson(QByteArray::fromBase64(jwt.split('.').value(1), QByteArray::Base64UrlEncoding))
+            .object();
+}
+
+} // namespace
+
+class TestNimblaAuth : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+
+    void exitCodes_data();
+    void exitCodes();
+    void tokenPrintsOnlyTheJwt();
+    void jsonOutput();
+    void demoOptionsAgainstPrivateEmulator();
+
+private:
+    Run run(const QStringList &arguments, const QByteArray &input = {});
+    //! Runs against the fixture's configuration and settings.
+    Run client(const QStringList &arguments, const QByteArray &input = {});
+    QString unreachableConfig();
+
+    EmulatorFixture m_emulator;
+    QTemporaryDir m_data;
+};
+
+void TestNimblaAuth::initTestCase()
+{
+    NIMBLA_REQUIRE_ENVIRONMENT(TestEnvironment::hasSessionBus(), TestEnvironment::noSessionBus());
+    QVERIFY(m_emulator.start());
+    QVERIFY(m_data.isValid());
+}
+
+void TestNimblaAuth::init()
+{
+    m_emulator.clearFaults();
+    QVERIFY(m_emulator.loadConfig({{"appAccountName", "NimblaAuthClientTests"}}));
+    QCOMPARE(client({"logout"}).exitCode, 0);
+}
+
+Run TestNimblaAuth::run(const QStringList &arguments, const QByteArray &input)
+{
+    QProcess process;
+    process.start(QStringLiteral(NIMBLA_AUTH), arguments);
+    Run result;
+    if (!process.waitForStarted(10000))
+        return result;
+    process.write(input);
+    process.closeWriteChannel();
+    if (!process.waitForFinished(60000)) {
+        process.kill();
+        process.waitForFinished();
+        return result;
+    }
+    result.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+    result.out = process.readAllStandardOutput();
+    result.err = process.readAllStandardError();
+    return result;
+}
+
+Run TestNimblaAuth::client(const QStringList &arguments, const QByteArray &input)
+{
+    return run(QStringList{"--config", m_emulator.configPath(), "--data", m_data.path()} + arguments, input);
+}
+
+QString TestNimblaAuth::unreachableConfig()
+{
+    // Nothing listens on the privileged port 1; a port freed a moment ago could be taken again by then.
+    const QString closed = QStringLiteral("http://127.0.0.1:1");
+    QJsonObject urls = m_emulator.config().value("urls").toObject();
+    for (auto it = urls.begin(); it != urls.end(); ++it)
+        it.value() = it.value().toString().replace(m_emulator.baseUrl().toString(QUrl::StripTrailingSlash), closed);
+    m_emulator.loadConfig({{"appAccountName", "NimblaAuthClientTests"}, {"urls", urls}});
+    return m_emulator.configPath();
+}
+
+void TestNimblaAuth::exitCodes_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QByteArray>("input");
+    QTest::addColumn<QJsonObject>("fault"); // on the proxy login
+    QTest::addColumn<int>("exitCode");
+    QTest::addColumn<QString>("output"); // the start of standard output, or of the line on standard error
+
+    const QStringList password{"login", "--method", "password", "--login", "alice@example.com", "--password-stdin"};
+    const QStringList oauthPassword{"login", "--method", "oauth-password", "--login", "alice@example.com",
+                                    "--password-stdin"};
+    QTest::newRow("signed-in-password") << password << QByteArray("alice-password\n") << QJsonObject() << 0
+                                        << "Signed in\n  login:       alice@example.com\n  user name:   alice\n"
+                                           "  user id:     7d1f6a52-0001-4c1e-9a11-a11ce0000001\n"
+                                           "  merchant id: 12345\n  remembered:  no\n";
+    QTest::newRow("signed-in-oauth-password") << oauthPassword << QByteArray("alice-password") << QJsonObject() << 0
+                                              << "Signed in\n";
+    QTest::newRow("signed-in-social")
+            << QStringList{"--follow-redirects", "login", "--method", "social-oauth", "--provider", "testbook"}
+            << QByteArray() << QJsonObject() << 0 << "Signed in\n  login:       frank";
+    QTest::newRow("signed-in-playfab")
+            << QStringList{"login", "--method", "playfab", "--login", "alice@example.com", "--password-stdin"}
+            << QByteArray("alice-password\n") << QJsonObject() << 0 << "Signed in\n  login:       alice@example.com\n";
+    // The stand-in Steam client that the emulator's configuration names plays its default player.
+    QTest::newRow("signed-in-steam") << QStringList{"login", "--method", "steam-oauth", "--app-id", "700100"}
+                                     << QByteArray() << QJsonObject() << 0
+                                     << "Signed in\n  login:       ivan-steam@example.com\n"
+                                        "  user name:   Ivan the Steam player\n";
+    QTest::newRow("bad-usage-steam-without-app-id") << QStringList{"login", "--method", "steam"} << QByteArray()
+                                                    << QJsonObject() << 2 << "nimbla-auth: steam needs --app-id";
+    QTest::newRow("bad-usage-no-browser") << QStringList{"login", "--method", "social-oauth"} << QByteArray()
+                                          << QJsonObject() << 2 << "nimbla-auth: no browser would open http";
+    QTest::newRow("refused-wrong-password") << oauthPassword << QByteArray("not-her-password\n") << QJsonObject() << 1
+                                            << "nimbla-auth: Login or password is incorrect";
+    QTest::newRow("refused-captcha")
+            << QStringList{"login", "--method", "password", "--login", "carol-captcha@example.com", "--password-stdin"}
+            << QByteArray("carol-password\n") << QJsonObject() << 1
+            << "nimbla-auth: the service asks for a captcha; sign in on its website once, then try again";
+    QTest::newRow("refused-nothing-remembered") << QStringList{"restore"} << QByteArray() << QJsonObject() << 1
+                                                << "nimbla-auth: there is no remembered session; sign in with "
+                                                   "--remember first";
+    QTest::newRow("unreachable-timed-out") << (QStringList{"--timeout", "2"} + password)
+                                           << QByteArray("alice-password\n") << QJsonObject{{"delayMs", 10000}} << 3
+                                           << "nimbla-auth: no answer within 2 seconds";
+    QTest::newRow("unreachable-connection-dropped") << password << QByteArray("alice-password\n")
+                                                    << QJsonObject{{"drop", true}} << 3
+                                                    << "nimbla-auth: Connection closed";
+    QTest::newRow("bad-usage-unknown-command") << QStringList{"sign-me-in"} << QByteArray() << QJsonObject() << 2
+                                               << "nimbla-auth: unknown command \"sign-me-in\"";
+    QTest::newRow("bad-usage-login-without-method") << QStringList{"login"} << QByteArray() << QJsonObject() << 2
+                                                    << "nimbla-auth: login needs --method";
+    QTest::newRow("bad-usage-unknown-method") << QStringList{"login", "--method", "carrier-pigeon"} << QByteArray()
+                                              << QJsonObject() << 2 << "nimbla-auth: unknown method \"carrier-pigeon\"";
+    QTest::newRow("bad-usage-password-argument") << (password + QStringList{"--password", "alice-password"})
+                                                 << QByteArray() << QJsonObject() << 2
+                                                 << "nimbla-auth: Unknown option 'password'.";
+    QTest::newRow("bad-usage-no-password") << password << QByteArray() << QJsonObject() << 2
+                                           << "nimbla-auth: no password was given";
+    QTest::newRow("bad-usage-no-terminal") << QStringList{"login", "--method", "password", "--login", "alice@example.com"}
+                                           << QByteArray("alice-password\n") << QJsonObject() << 2
+                                           << "nimbla-auth: no terminal to read the password from; use --password-stdin";
+    QTest::newRow("bad-usage-unknown-provider")
+            << QStringList{"login", "--method", "social-oauth", "--provider", "nobook"} << QByteArray() << QJsonObject()
+            << 2 << "nimbla-auth: there is no social provider named \"nobook\"";
+}
+
+void TestNimblaAuth::exitCodes()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QByteArray, input);
+    QFETCH(QJsonObject, fault);
+    QFETCH(int, exitCode);
+    QFETCH(QString, output);
+    if (!fault.isEmpty())
+        m_emulator.injectFault(QUrl(m_emulator.config().value("urls").toObject().value("proxyLoginUrl").toString()),
+                               fault);
+
+    const Run result = client(arguments, input);
+    QCOMPARE(result.exitCode, exitCode);
+    if (exitCode == 0) {
+        QVERIFY2(QString::fromUtf8(result.out).startsWith(output), result.out.constData());
+        QCOMPARE(result.err, QByteArray());
+    } else {
+        QCOMPARE(result.out, QByteArray());
+        QCOMPARE(result.err.count('\n'), 1);
+        QVERIFY2(QString::fromUtf8(result.err).startsWith(output), result.err.constData());
+    }
+}
+
+void TestNimblaAuth::tokenPrintsOnlyTheJwt()
+{
+    QCOMPARE(client({"token"}).exitCode, 1);
+    QCOMPARE(client({"login", "--method", "oauth-password", "--login", "alice@example.com", "--password-stdin",
+                     "--remember"},
+                    "alice-password\n")
+                     .exitCode,
+             0);
+
+    const Run token = client({"token"});
+    QCOMPARE(token.exitCode, 0);
+    QCOMPARE(token.err, QByteArray());
+    QVERIFY(token.out.endsWith('\n'));
+    const QByteArray jwt = token.out.chopped(1);
+    QCOMPARE(jwt.count('.'), 2);
+    QCOMPARE(jwtPayload(jwt).value("username").toString(), QStringLiteral("alice"));
+
+    const Run whoami = client({"whoami"});
+    QCOMPARE(whoami.exitCode, 0);
+    QVERIFY2(whoami.out.contains("  user name:   alice\n"), whoami.out.constData());
+
+    // Logged out: neither the session nor the account is left.
+    QCOMPARE(client({"logout"}).exitCode, 0);
+    const Run after = client({"token"});
+    QCOMPARE(after.exitCode, 1);
+    QCOMPARE(after.out, QByteArray());
+}
+
+void TestNimblaAuth::jsonOutput()
+{
+    const Run signedIn = client({"--json", "login", "--method", "password", "--login", "alice@example.com",
+                                 "--password-stdin"},
+                                "alice-password\n");
+    QCOMPARE(signedIn.exitCode, 0);
+    QJsonParseError error{};
+    const QJsonObject identity = QJsonDocument::fromJson(signedIn.out, &error).object();
+    QCOMPARE(error.error, QJsonParseError::NoError);
+    QCOMPARE(identity, (QJsonObject{{"signedIn", true},
+                                    {"login", "alice@example.com"},
+                                    {"userName", "alice"},
+                                    {"userId", "7d1f6a52-0001-4c1e-9a11-a11ce0000001"},
+                                    {"merchantId", "12345"},
+                                    {"remembered", false}}));
+
+    const Run withAttributes = client({"--json", "--attributes", "login", "--method", "password", "--login",
+                                       "alice@example.com", "--password-stdin"},
+                                      "alice-password\n");
+    QCOMPARE(withAttributes.exitCode, 0);
+    QCOMPARE(QJsonDocument::fromJson(withAttributes.out).object().value("attribute").toObject(),
+             (QJsonObject{{"key", "favourite_class"}, {"written", "ranger"}, {"read", "ranger"}}));
+
+    const Run providers = client({"providers", "--json"});
+    QCOMPARE(providers.exitCode, 0);
+    const QJsonArray list = QJsonDocument::fromJson(providers.out).object().value("providers").toArray();
+    QVERIFY(!list.isEmpty());
+    QCOMPARE(list.first().toObject().value("title").toString(), QStringLiteral("testbook"));
+    QVERIFY(list.first().toObject().value("link").toString().startsWith(m_emulator.baseUrl().toString()));
+
+    const Run refused = client({"--json", "login", "--method", "password", "--login", "alice@example.com",
+                                "--password-stdin"},
+                               "not-her-password\n");
+    QCOMPARE(refused.exitCode, 1);
+    QCOMPARE(QJsonDocument::fromJson(refused.out).object(),
+             (QJsonObject{{"signedIn", false}, {"exitCode", 1}, {"error", "Login or password is incorrect"}}));
+
+    const Run unreachable = run({"--config", unreachableConfig(), "--data", m_data.path(), "--json", "providers"});
+    QCOMPARE(unreachable.exitCode, 3);
+    QCOMPARE(QJsonDocument::fromJson(unreachable.out).object().value("exitCode").toInt(), 3);
+    QCOMPARE(unreachable.err, QByteArray("nimbla-auth: Failed download social providers\n"));
+
+    const Run badConfig = run({"--config", m_data.filePath("missing.json"), "--json", "providers"});
+    QCOMPARE(badConfig.exitCode, 2);
+    QVERIFY2(badConfig.err.startsWith("nimbla-auth: cannot load the configuration"), badConfig.err.constData());
+}
+
+void TestNimblaAuth::demoOptionsAgainstPrivateEmulator()
+{
+    // What scripts/demo.sh runs: the emulator's own player, nothing typed, the old options.
+    QTemporaryDir data;
+    const QStringList emulator{"--emulator", NIMBLA_EMULATOR, "--data", data.path()};
+    const Run jwt = run(emulator);
+    QCOMPARE(jwt.exitCode, 0);
+    QVERIFY2(jwt.out.contains("  user name:   alice\n"), jwt.out.constData());
+    const Run social = run(emulator + QStringList{"--method", "social"});
+    QCOMPARE(social.exitCode, 0);
+    QVERIFY2(social.out.contains("  user name:   frank\n"), social.out.constData());
+
+    QCOMPARE(run(emulator + QStringList{"--method", "oauth-password", "--remember"}).exitCode, 0);
+    const Run restored = run(emulator + QStringList{"--restore"});
+    QCOMPARE(restored.exitCode, 0);
+    QVERIFY2(restored.out.contains("  remembered:  yes\n"), restored.out.constData());
+    const Run otp = run(emulator + QStringList{"--otp"});
+    QCOMPARE(otp.exitCode, 0);
+    QVERIFY2(otp.out.contains("  user name:   alice\n"), otp.out.constData());
+    QCOMPARE(run(emulator + QStringList{"logout"}).exitCode, 0);
+}
+
+QTEST_GUILESS_MAIN(TestNimblaAuth)
+#include "tst_nimblaauth.moc"

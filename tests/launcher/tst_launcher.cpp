@@ -1,0 +1,265 @@
+// The demo launcher's QML as a player uses it, against the emulator, the real
+// keyring and a browser that follows the service's redirects.
+#include "launcherdriver.h"
+
+#include "emulatorfixture.h"
+#include "managersupport.h"
+#include "napplication.h"
+#include "simulatedbrowser.h"
+#include "testenvironment.h"
+
+#include <QtTest>
+
+#include <memory>
+
+namespace {
+
+const int SignInMs = 15000;
+
+} // namespace
+
+class TestLauncher : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+    void cleanup();
+    void cleanupTestCase();
+
+    void signInWithPassword_data();
+    void signInWithPassword();
+    void refusals_data();
+    void refusals();
+    void signInWithSocialProvider_data();
+    void signInWithSocialProvider();
+    void signInWithOtherMethod();
+    void logOut();
+    void rememberedAtNextStart();
+    void silentServiceStopsTheSpinner();
+
+private:
+    //! A fresh start of the launcher, on the sign-in page once its automatic sign-in is over.
+    std::unique_ptr<LauncherDriver> start();
+    void useOAuth2(bool oauth2);
+
+    EmulatorFixture m_emulator;
+    SimulatedBrowser m_browser;
+};
+
+void TestLauncher::initTestCase()
+{
+    NIMBLA_REQUIRE_ENVIRONMENT(TestEnvironment::hasSessionBus(), TestEnvironment::noSessionBus());
+    QVERIFY(m_emulator.start());
+    m_browser.install();
+}
+
+void TestLauncher::init()
+{
+    m_emulator.clearFaults();
+    useOAuth2(true);
+    ManagerSupport::removeRecord();
+}
+
+void TestLauncher::cleanup()
+{
+    QTRY_VERIFY_WITH_TIMEOUT(LauncherDriver::networkIsQuiet(), SignInMs);
+}
+
+void TestLauncher::cleanupTestCase()
+{
+    ManagerSupport::removeRecord();
+}
+
+void TestLauncher::useOAuth2(bool oauth2)
+{
+    // An account name of its own keeps the remembered session away from the other tests'.
+    QVERIFY(m_emulator.loadConfig({{"appAccountName", "NimblaLauncherTests"}, {"oauth2Enabled", oauth2}}));
+}
+
+std::unique_ptr<LauncherDriver> TestLauncher::start()
+{
+    auto launcher = std::make_unique<LauncherDriver>();
+    if (!launcher->window() || !QTest::qWaitForWindowExposed(launcher->window()))
+        return nullptr;
+    // The social provider list arrives soon after the start.
+    if (!QTest::qWaitFor([&] { return launcher->manager()->isSocialProvidersLoaded(); }, SignInMs))
+        return nullptr;
+    return launcher;
+}
+
+void TestLauncher::signInWithPassword_data()
+{
+    QTest::addColumn<bool>("oauth2");
+    QTest::newRow("oauth2") << true;
+    QTest::newRow("plain") << false;
+}
+
+void TestLauncher::signInWithPassword()
+{
+    QFETCH(bool, oauth2);
+    useOAuth2(oauth2);
+    const auto launcher = start();
+    QVERIFY(launcher);
+    QVERIFY(launcher->shows("signInPage"));
+    QVERIFY(!launcher->shows("signedInPage"));
+    QVERIFY(!launcher->click("signInButton")); // nothing typed yet
+
+    QVERIFY(launcher->type("loginField", "alice@example.com"));
+    QVERIFY(launcher->type("passwordField", "alice-password"));
+    QVERIFY(launcher->click("signInButton"));
+    QVERIFY(launcher->item("busyIndicator")->property("running").toBool());
+
+    QTRY_VERIFY_WITH_TIMEOUT(launcher->shows("signedInPage"), SignInMs);
+    QVERIFY(!launcher->shows("signInPage"));
+    QCOMPARE(launcher->text("loginValue"), QStringLiteral("alice@example.com"));
+    QCOMPARE(launcher->text("userNameValue"), QStringLiteral("alice"));
+    QCOMPARE(launcher->text("userIdValue"), QStringLiteral("7d1f6a52-0001-4c1e-9a11-a11ce0000001"));
+    QCOMPARE(launcher->text("merchantIdValue"), QStringLiteral("12345"));
+    QVERIFY(!launcher->item("busyIndicator")->property("running").toBool());
+    QCOMPARE(launcher->manager()->CurrentSession()->metaObject()->className(),
+             oauth2 ? "NimblaSDK::NimblaLoginOAuthSession" : "NimblaSDK::NimblaLoginSession");
+}
+
+void TestLauncher::refusals_data()
+{
+    QTest::addColumn<bool>("oauth2");
+    QTest::addColumn<QString>("login");
+    QTest::addColumn<QString>("password");
+    QTest::addColumn<QString>("shown"); // the prompt, or the error label
+    QTest::addColumn<QString>("errorText");
+
+    for (const bool oauth2 : {true, false}) {
+        const QByteArray flow = oauth2 ? "oauth2-" : "plain-";
+        QTest::newRow(flow + "wrong-password") << oauth2 << "alice@example.com" << "not-her-password"
+                                               << "errorLabel" << "Login or password is incorrect";
+        QTest::newRow(flow + "captcha") << oauth2 << "carol-captcha@example.com" << "carol-password"
+                                        << "captchaPrompt" << "";
+    }
+    QTest::newRow("plain-privacy-policy") << false << "dave-policy@example.com" << "dave-password"
+                                          << "policyPrompt" << "";
+}
+
+void TestLauncher::refusals()
+{
+    QFETCH(bool, oauth2);
+    QFETCH(QString, login);
+    QFETCH(QString, password);
+    QFETCH(QString, shown);
+    QFETCH(QString, errorText);
+    useOAuth2(oauth2);
+    const auto launcher = start();
+    QVERIFY(launcher);
+
+    QVERIFY(launcher->type("loginField", login));
+    QVERIFY(launcher->type("passwordField", password));
+    QVERIFY(launcher->click("signInButton"));
+    QTRY_VERIFY_WITH_TIMEOUT(launcher->shows(shown), SignInMs);
+    QTRY_VERIFY(!launcher->item("busyIndicator")->property("running").toBool());
+    QCOMPARE(launcher->text("errorLabel"), errorText);
+    for (const QString other : {"errorLabel", "captchaPrompt", "policyPrompt"}) {
+        if (other != shown)
+            QVERIFY2(!launcher->shows(other), qPrintable(other));
+    }
+    QVERIFY(launcher->shows("signInPage"));
+    // The player can try again at once.
+    QVERIFY(launcher->item("signInButton")->isEnabled());
+}
+
+void TestLauncher::signInWithSocialProvider_data()
+{
+    QTest::addColumn<bool>("oauth2");
+    QTest::newRow("oauth2") << true;
+    QTest::newRow("plain") << false;
+}
+
+void TestLauncher::signInWithSocialProvider()
+{
+    QFETCH(bool, oauth2);
+    useOAuth2(oauth2);
+    const auto launcher = start();
+    QVERIFY(launcher);
+    const int opened = m_browser.opened().size();
+
+    QVERIFY(launcher->click("social:testbook"));
+    QTRY_VERIFY_WITH_TIMEOUT(launcher->shows("signedInPage"), SignInMs);
+    QCOMPARE(launcher->text("userNameValue"), QStringLiteral("frank"));
+    QCOMPARE(m_browser.opened().size(), opened + 1);
+    QCOMPARE(launcher->manager()->CurrentSession()->metaObject()->className(),
+             oauth2 ? "NimblaSDK::SocialNetworkOAuthSession" : "NimblaSDK::SocialNetworkSession");
+}
+
+void TestLauncher::signInWithOtherMethod()
+{
+    // The ready token that the launcher keeps in its settings.
+    NimblaSDK::NApplication::instance().settingsManager()->setJWT(m_emulator.token("alice@example.com"));
+    const auto launcher = start();
+    QVERIFY(launcher);
+    QCOMPARE(launcher->text("method:jwt"), QStringLiteral("Sign in with the saved token"));
+    QVERIFY(launcher->click("method:jwt"));
+    QTRY_VERIFY_WITH_TIMEOUT(launcher->shows("signedInPage"), SignInMs);
+    QCOMPARE(launcher->text("userNameValue"), QStringLiteral("alice"));
+}
+
+void TestLauncher::logOut()
+{
+    const auto launcher = start();
+    QVERIFY(launcher);
+    QVERIFY(launcher->click("social:testbook"));
+    QTRY_VERIFY_WITH_TIMEOUT(launcher->shows("signedInPage"), SignInMs);
+
+    QVERIFY(launcher->click("logoutButton"));
+    QVERIFY(launcher->shows("signInPage"));
+    QVERIFY(!launcher->shows("signedInPage"));
+    QCOMPARE(launcher->manager()->CurrentSession(), nullptr);
+    QCOMPARE(launcher->text("errorLabel"), QString());
+}
+
+void TestLauncher::rememberedAtNextStart()
+{
+    {
+        const auto first = start();
+        QVERIFY(first);
+        QVERIFY(first->type("loginField", "alice@example.com"));
+        QVERIFY(first->type("passwordField", "alice-password"));
+        QVERIFY(first->click("rememberBox"));
+        QVERIFY(first->click("signInButton"));
+        QTRY_VERIFY_WITH_TIMEOUT(first->shows("signedInPage"), SignInMs);
+        QTRY_VERIFY(!ManagerSupport::savedRecord().isEmpty());
+    }
+
+    // No typing: the launcher restores the remembered session by itself.
+    const auto second = std::make_unique<LauncherDriver>();
+    QTRY_VERIFY_WITH_TIMEOUT(second->shows("signedInPage"), SignInMs);
+    QCOMPARE(second->text("userNameValue"), QStringLiteral("alice"));
+    QVERIFY(second->manager()->isAutologin());
+
+    // Logging out forgets it: the next start shows the form.
+    QVERIFY(second->click("logoutButton"));
+    QTRY_VERIFY(ManagerSupport::savedRecord().isEmpty());
+    const auto third = start();
+    QVERIFY(third);
+    QVERIFY(third->shows("signInPage"));
+    QVERIFY(!third->item("busyIndicator")->property("running").toBool());
+}
+
+void TestLauncher::silentServiceStopsTheSpinner()
+{
+    const auto launcher = start();
+    QVERIFY(launcher);
+    launcher->window()->setProperty("signInTimeoutMs", 300);
+    m_emulator.injectFault(QUrl(NimblaSDK::NApplication::instance().urlsManager()->oauthLoginUrl()),
+                           {{"delayMs", 1500}, {"drop", true}});
+
+    QVERIFY(launcher->type("loginField", "alice@example.com"));
+    QVERIFY(launcher->type("passwordField", "alice-password"));
+    QVERIFY(launcher->click("signInButton"));
+    QVERIFY(launcher->item("busyIndicator")->property("running").toBool());
+    QTRY_COMPARE(launcher->text("errorLabel"), QStringLiteral("The service did not answer. Please try again."));
+    QVERIFY(!launcher->item("busyIndicator")->property("running").toBool());
+    QVERIFY(launcher->item("signInButton")->isEnabled());
+}
+
+QTEST_MAIN(TestLauncher)
+#include "tst_launcher.moc"
