@@ -56,6 +56,10 @@ QStringList criticalLines(const FailureRow &row, const ServiceReply *reply)
                 QStringLiteral("Reply: ") + QString::fromUtf8(QJsonDocument(reply->answer()).toJson())};
     case FailureRow::RawLines:
         return {start.trimmed(), QStringLiteral("Reply: ") + QString::fromUtf8(reply->body())};
+    case FailureRow::MessageLines:
+        return {QStringLiteral("Msg: ") + reply->errorString(), start};
+    case FailureRow::MessageReplyLines:
+        return {QStringLiteral("Msg: ") + reply->errorString(), start, QStringLiteral("Reply: ") + reply->errorString()};
     }
     return {start};
 }

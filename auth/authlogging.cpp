@@ -14,5 +14,7 @@ Q_LOGGING_CATEGORY(lcHttpServer, "HttpServer")
 Q_LOGGING_CATEGORY(lcCredentials, "NimblaSDK.Auth.Credentials")
 Q_LOGGING_CATEGORY(lcOtpProvider, "NimblaSDK.Auth.OtpProvider")
 Q_LOGGING_CATEGORY(lcOtpExchanger, "NimblaSDK.Auth.OtpExchanger")
+Q_LOGGING_CATEGORY(lcMailRuAuth, "logCatMailRuAuth")
+Q_LOGGING_CATEGORY(lcStoneAuth, "logCatStoneAuth")
 
 } // namespace NimblaSDK

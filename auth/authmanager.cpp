@@ -7,10 +7,12 @@
 #include "napplication.h"
 #include "nnetworkaccessmanager.h"
 #include "sessions/jwtloginsession.h"
+#include "sessions/mailrusession.h"
 #include "sessions/nimblaloginoauthsession.h"
 #include "sessions/nimblaloginsession.h"
 #include "sessions/socialnetworkoauthsession.h"
 #include "sessions/socialnetworksession.h"
+#include "sessions/stonesession.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -187,6 +189,15 @@ void AuthManager::loginViaSocialNetworkOAuth(QString providerName, QJsonObject s
     session->refresh();
 }
 
+void AuthManager::loginViaMail(QString uid, QString ticket)
+{
+    auto *session = new MailRuSession(this);
+    _setCurrentSession(session);
+    session->setUid(uid);
+    session->setTicked(ticket);
+    session->tryLogin();
+}
+
 void AuthManager::loginViaNimblaLoginOAuth()
 {
     auto *session = new NimblaLoginOAuthSession(this);
@@ -210,6 +221,13 @@ void AuthManager::loginViaNimblaLoginOAuth(QJsonObject sessionState)
     _setCurrentSession(session);
     session->setSessionState(sessionState);
     session->refresh();
+}
+
+void AuthManager::loginViaStone(QString stoneAppId)
+{
+    auto *session = new StoneSession(this, stoneAppId);
+    _setCurrentSession(session);
+    session->tryLogin();
 }
 
 void AuthManager::loginWithOtp(QString otp)

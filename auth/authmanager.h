@@ -98,11 +98,15 @@ public Q_SLOTS:
     void loginViaSocialNetwork(QString url);
     //! An empty \a sessionState signs in in the browser; otherwise the state is refreshed.
     void loginViaSocialNetworkOAuth(QString providerName, QJsonObject sessionState = QJsonObject());
-    // The Steam, Steam OAuth2 and Mail.Ru entry points come here with their sessions.
+    // The Steam and Steam OAuth2 entry points come here with their sessions.
+    //! Signs in a player who came from the Mail.Ru game centre, with its user id and ticket.
+    void loginViaMail(QString uid, QString ticket);
     void loginViaNimblaLoginOAuth();
     void loginViaNimblaLoginOAuth(QString login, QString password, bool rememberMe);
     void loginViaNimblaLoginOAuth(QJsonObject sessionState);
-    // The Stone, PlayFab (both forms) and Steam-to-PlayFab entry points come here with their sessions.
+    //! Signs in a player who started the game from the Stone launcher; \a stoneAppId is the game's id there.
+    void loginViaStone(QString stoneAppId);
+    // The PlayFab (both forms) and Steam-to-PlayFab entry points come here with their sessions.
     //! Signs in with a ready JWT (what an OTP exchange returns), checked against the service first.
     void loginWithOtp(QString otp);
     //! Exchanges the one-time password left for the launcher; false when there is none.

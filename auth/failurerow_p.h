@@ -39,9 +39,11 @@ struct FailureRow
     //! What the critical lines say.
     enum Lines {
         FixedLine,    //!< the row's line as it stands
-        NetworkLine,  //!< prefix + the reply's error string + the error code as one character
-        ServiceLines, //!< prefix + the service's description, then "Reply: " + the answer as indented JSON
-        RawLines,     //!< the prefix alone, then "Reply: " + the raw body
+        NetworkLine,       //!< prefix + the reply's error string + the error code as one character
+        ServiceLines,      //!< prefix + the service's description, then "Reply: " + the answer as indented JSON
+        RawLines,          //!< the prefix alone, then "Reply: " + the raw body
+        MessageLines,      //!< "Msg: " + the reply's error string, then the row's line
+        MessageReplyLines, //!< as MessageLines, then "Reply: " + the error string once more
     };
     //! What error() says.
     enum Text { FixedText, TranslatedText, ServiceText, NetworkText };
@@ -57,8 +59,8 @@ struct FailureRow
 
     //! Writes \a text as a critical line.
     FailureRow &log(const char *text) { return logWith(FixedLine, text); }
-    //! Writes the reply's critical lines in the shape \a shape, starting with \a prefix.
-    FailureRow &logReply(Lines shape, const char *prefix) { return logWith(shape, prefix); }
+    //! Writes the reply's critical lines in the shape \a shape, with \a words where Lines puts the row's words.
+    FailureRow &logReply(Lines shape, const char *words) { return logWith(shape, words); }
     //! Tracks the analytics event \a name with an empty value.
     FailureRow &event(const char *name)
     {

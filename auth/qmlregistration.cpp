@@ -4,10 +4,12 @@
 #include "abstractsession.h"
 #include "authmanager.h"
 #include "sessions/jwtloginsession.h"
+#include "sessions/mailrusession.h"
 #include "sessions/nimblaloginoauthsession.h"
 #include "sessions/nimblaloginsession.h"
 #include "sessions/socialnetworkoauthsession.h"
 #include "sessions/socialnetworksession.h"
+#include "sessions/stonesession.h"
 
 #include <QtQml>
 
@@ -38,6 +40,8 @@ void registerQmlTypes()
     registerSession<JwtLoginSession>("JwtLoginSession");
     registerSession<SocialNetworkSession>("SocialNetworkSession");
     registerSession<SocialNetworkOAuthSession>("SocialNetworkOAuthSession");
+    registerSession<MailRuSession>("MailRuSession");
+    registerSession<StoneSession>("StoneSession");
 }
 
 } // namespace NimblaSDK

@@ -11,10 +11,12 @@
 #include "authmanager.h"
 #include "napplication.h"
 #include "sessions/jwtloginsession.h"
+#include "sessions/mailrusession.h"
 #include "sessions/nimblaloginoauthsession.h"
 #include "sessions/nimblaloginsession.h"
 #include "sessions/socialnetworkoauthsession.h"
 #include "sessions/socialnetworksession.h"
+#include "sessions/stonesession.h"
 #include "storage/nativesecurejsonobjectstorage.h"
 
 #include "emulatorprocess.h"
@@ -221,6 +223,16 @@ std::vector<Method> methods(const Player &player)
          tryLogin},
         {QStringLiteral("social-oauth"), [player] { return new SocialNetworkOAuthSession(player.provider, nullptr); },
          tryLogin},
+        {QStringLiteral("mailru"),
+         [] {
+             auto *session = new MailRuSession(nullptr);
+             session->setUid(QStringLiteral("mailru-1001"));
+             session->setTicked(QStringLiteral("mailru-ticket-1001"));
+             return session;
+         },
+         tryLogin},
+        // The stand-in launcher library that the emulator's configuration names, loaded by the session.
+        {QStringLiteral("stone"), [] { return new StoneSession(nullptr, QStringLiteral("4242")); }, tryLogin},
     };
 }
 

@@ -122,6 +122,11 @@ int ConfigManager::authorizationTimeout() const
     return positiveInt(value(QStringLiteral("authorizationTimeoutMs")), DefaultAuthorizationTimeout);
 }
 
+QString ConfigManager::stoneLauncherLibrary() const
+{
+    return value(QStringLiteral("stoneLauncherLibrary")).toString();
+}
+
 QJsonObject ConfigManager::urls() const
 {
     return value(QStringLiteral("urls")).toObject();

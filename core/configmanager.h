@@ -37,6 +37,8 @@ public:
     int requestTimeout() const;
     bool strictTls() const;
     int authorizationTimeout() const;
+    //! Where the Stone launcher's library is; empty: the system's search path.
+    QString stoneLauncherLibrary() const;
 
     QJsonObject urls() const;
 

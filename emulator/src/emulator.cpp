@@ -36,6 +36,8 @@ Emulator::Emulator(Seed seed, int port)
     , _passwordLogin(_context)
     , _oauthToken(_context)
     , _social(_context)
+    , _mailru(_context)
+    , _stone(_context)
     , _admin(_context)
     , _threads(2, kMaxThreads)
 {
@@ -87,10 +89,13 @@ void Emulator::addRoutes()
     _router.add("GET", UrlLayout::SocialAuthorize, [this](HttpExchange& e) { _social.handleAuthorize(e); });
     _router.add("GET", UrlLayout::Callback, [this](HttpExchange& e) { _pages.handleCallback(e); });
     _router.add("GET", UrlLayout::PrivacyPolicy, [this](HttpExchange& e) { _pages.handlePrivacyPolicy(e); });
+    _router.add("GET", UrlLayout::MailruLogin, [this](HttpExchange& e) { _mailru.handleLogin(e); });
+    _router.add("GET", UrlLayout::MailruLanding, [this](HttpExchange& e) { _mailru.handleLanding(e); });
+    _router.add("GET", UrlLayout::StoneLogin, [this](HttpExchange& e) { _stone.handleLogin(e); });
+    _router.add("POST", UrlLayout::StoneSetEmail, [this](HttpExchange& e) { _stone.handleSetEmail(e); });
 
     for (const char* pattern : {UrlLayout::SteamLogin, UrlLayout::SteamOAuthLogin, UrlLayout::SteamSetEmail,
-                                UrlLayout::PlayfabLogin, UrlLayout::PlayfabCrossAuth, UrlLayout::PlayfabSteamLogin,
-                                UrlLayout::MailruLogin, UrlLayout::StoneLogin, UrlLayout::StoneSetEmail})
+                                UrlLayout::PlayfabLogin, UrlLayout::PlayfabCrossAuth, UrlLayout::PlayfabSteamLogin})
     {
         for (const char* method : {"GET", "POST"})
             _router.add(method, pattern, notYet);

@@ -6,6 +6,7 @@
 #include "emulatorstate.h"
 #include "faultinjector.h"
 #include "jwtvalidationhandler.h"
+#include "mailruhandler.h"
 #include "oauthtokenhandler.h"
 #include "otphandler.h"
 #include "pageshandler.h"
@@ -14,6 +15,7 @@
 #include "router.h"
 #include "seed.h"
 #include "socialhandler.h"
+#include "stonehandler.h"
 #include "tokenissuer.h"
 #include "urllayout.h"
 #include "widgetsettingshandler.h"
@@ -65,6 +67,8 @@ private:
     PasswordLoginHandler _passwordLogin;
     OAuthTokenHandler _oauthToken;
     SocialHandler _social;
+    MailruHandler _mailru;
+    StoneHandler _stone;
     AdminHandler _admin;
     Router _router;
 

@@ -186,4 +186,17 @@ void EmulatorState::changed() const
         _changeListener();
 }
 
+void EmulatorState::setEmail(const std::string& sub, const std::string& email)
+{
+    std::lock_guard<std::mutex> lock(_mutex);
+    _emails[sub] = email;
+}
+
+std::string EmulatorState::emailOf(const std::string& sub)
+{
+    std::lock_guard<std::mutex> lock(_mutex);
+    const auto it = _emails.find(sub);
+    return it == _emails.end() ? std::string() : it->second;
+}
+
 } // namespace NimblaEmulator

@@ -67,6 +67,12 @@ public:
     std::string issueRefreshToken(const Grant& grant);
     std::optional<Grant> takeRefreshToken(const std::string& refreshToken);
 
+    // An e-mail address given to an account that has none in the seed; held
+    // in memory only, by the account's "sub".
+    void setEmail(const std::string& sub, const std::string& email);
+    // Empty when none was set.
+    std::string emailOf(const std::string& sub);
+
     // Replaces an unused or consumed OTP of the same text.
     void addOtp(const Seed::Otp& otp);
     // The first candidate that is a known OTP decides; it is consumed if still
@@ -85,6 +91,7 @@ private:
     std::map<std::string, Grant> _refreshTokens;
     std::map<std::string, Seed::Otp> _otps;
     std::map<std::string, bool> _otpConsumed;
+    std::map<std::string, std::string> _emails;
 };
 
 } // namespace NimblaEmulator

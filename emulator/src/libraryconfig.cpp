@@ -8,6 +8,14 @@ namespace NimblaEmulator {
 
 using Poco::JSON::Object;
 
+namespace {
+
+// The Stone launcher's library of this machine: the stand-in built beside the
+// emulator, or empty where the launcher brings its own (Windows).
+const std::string kStoneLauncherLibrary = NIMBLA_STONE_STANDIN_PATH;
+
+} // namespace
+
 Object::Ptr LibraryConfig::build(const Seed::Project& project, const UrlLayout& layout)
 {
     const std::string& id = project.id;
@@ -32,8 +40,10 @@ Object::Ptr LibraryConfig::build(const Seed::Project& project, const UrlLayout& 
     urls->set("playfabLoginUrl", projectUrl(UrlLayout::PlayfabLogin));
     urls->set("playfabCrossAuthUrl", projectUrl(UrlLayout::PlayfabCrossAuth));
     urls->set("playfabSteamLoginUrl", projectUrl(UrlLayout::PlayfabSteamLogin));
-    urls->set("mailruLoginUrl", projectUrl(UrlLayout::MailruLogin));
-    urls->set("stoneLoginUrl", projectUrl(UrlLayout::StoneLogin));
+    // The game centre's user id and ticket, then the Stone launcher's service
+    // ticket, game id and user id, go in unencoded where the placeholders stand.
+    urls->set("mailruLoginUrl", projectUrl(UrlLayout::MailruLogin) + "?uid=%1&ticket=%2");
+    urls->set("stoneLoginUrl", projectUrl(UrlLayout::StoneLogin) + "?ticket=%1&game_id=%2&user_id=%3");
     urls->set("stoneSetEmailUrl", projectUrl(UrlLayout::StoneSetEmail));
     urls->set("validateJWTUrl", layout.url(UrlLayout::ValidateJwt));
     // The OTP goes in unencoded and may contain '&' or '=', so it must be the
@@ -53,6 +63,8 @@ Object::Ptr LibraryConfig::build(const Seed::Project& project, const UrlLayout& 
     config->set("oauth2Enabled", true);
     config->set("oauth2ClientId", project.clientId);
     config->set("authorizationTimeoutMs", 60000);
+    if (!kStoneLauncherLibrary.empty())
+        config->set("stoneLauncherLibrary", kStoneLauncherLibrary);
     config->set("network", network);
     config->set("urls", urls);
     return config;

@@ -21,7 +21,7 @@ QTextStream &out()
 QStringList SignInDemo::methods()
 {
     return {QStringLiteral("jwt"), QStringLiteral("password"), QStringLiteral("oauth-password"),
-            QStringLiteral("social"), QStringLiteral("social-oauth")};
+            QStringLiteral("social"), QStringLiteral("social-oauth"), QStringLiteral("mailru"), QStringLiteral("stone")};
 }
 
 SignInDemo::SignInDemo(QObject *parent)
@@ -65,6 +65,13 @@ void SignInDemo::signIn(const QString &method, const Player &player, bool rememb
         m_manager->loginViaSocialNetwork(player.socialProviderLink);
     } else if (method == QLatin1String("social-oauth")) {
         m_manager->loginViaSocialNetworkOAuth(player.socialProvider);
+    } else if (method == QLatin1String("mailru")) {
+        // The user id and ticket the game centre hands the launcher, for the emulator's game-centre player.
+        m_manager->loginViaMail(QStringLiteral("mailru-1001"), QStringLiteral("mailru-ticket-1001"));
+    } else if (method == QLatin1String("stone")) {
+        // The game's id at the Stone launcher; the launcher library is the stand-in that the emulator's
+        // configuration names, and its player is the emulator's Stone player.
+        m_manager->loginViaStone(QStringLiteral("4242"));
     } else {
         // The ready token is the one the launcher kept in its settings.
         NApplication::instance().settingsManager()->setJWT(player.jwt);

@@ -58,7 +58,8 @@ void TestQmlRegistration::sessionsAreUncreatable_data()
 {
     QTest::addColumn<QString>("type");
     for (const char *type : {"AbstractSession", "AbstactOAuthSession", "NimblaLoginSession", "NimblaLoginOAuthSession",
-                             "JwtLoginSession", "SocialNetworkSession", "SocialNetworkOAuthSession"})
+                             "JwtLoginSession", "SocialNetworkSession", "SocialNetworkOAuthSession", "MailRuSession",
+                             "StoneSession"})
         QTest::newRow(type) << QString::fromLatin1(type);
 }
 
