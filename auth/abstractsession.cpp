@@ -59,7 +59,8 @@ QStringList criticalLines(const FailureRow &row, const ServiceReply *reply)
     case FailureRow::MessageLines:
         return {QStringLiteral("Msg: ") + reply->errorString(), start};
     case FailureRow::MessageReplyLines:
-        return {QStringLiteral("Msg: ") + reply->errorString(), start, QStringLiteral("Reply: ") + reply->errorString()};
+        return {QStringLiteral("Msg: ") + reply->errorString(), start,
+                QStringLiteral("Reply: ") + reply->errorString()};
     }
     return {start};
 }

@@ -39,10 +39,10 @@ struct FailureRow
     //! What the critical lines say.
     enum Lines {
         FixedLine,    //!< the row's line as it stands
-        NetworkLine,       //!< prefix + the reply's error string + the error code as one character
-        ServiceLines,      //!< prefix + the service's description, then "Reply: " + the answer as indented JSON
-        RawLines,          //!< the prefix alone, then "Reply: " + the raw body
-        MessageLines,      //!< "Msg: " + the reply's error string, then the row's line
+        NetworkLine,  //!< prefix + the reply's error string + the error code as one character
+        ServiceLines, //!< prefix + the service's description, then "Reply: " + the answer as indented JSON
+        RawLines,     //!< the prefix alone, then "Reply: " + the raw body
+        MessageLines, //!< "Msg: " + the reply's error string, then the row's line
         MessageReplyLines, //!< as MessageLines, then "Reply: " + the error string once more
     };
     //! What error() says.

@@ -21,7 +21,8 @@ QTextStream &out()
 QStringList SignInDemo::methods()
 {
     return {QStringLiteral("jwt"), QStringLiteral("password"), QStringLiteral("oauth-password"),
-            QStringLiteral("social"), QStringLiteral("social-oauth"), QStringLiteral("mailru"), QStringLiteral("stone")};
+            QStringLiteral("social"), QStringLiteral("social-oauth"), QStringLiteral("mailru"),
+            QStringLiteral("stone")};
 }
 
 SignInDemo::SignInDemo(QObject *parent)

@@ -105,7 +105,8 @@ void TestMailRuSession::signIn_data()
          "lena"},
         // The empty token is turned down without a word, and the target still decides.
         {"redirect-without-token", "mailru-1003", "mailru-ticket-1003", Step::None, {}, {}},
-        {"login-fails", "mailru-1002", "mailru-ticket-1002", Step::Login, loginRefused.arg("Internal Server Error"), {}},
+        {"login-fails", "mailru-1002", "mailru-ticket-1002", Step::Login, loginRefused.arg("Internal Server Error"),
+         {}},
         // Qt's own words for a 401 without a way to authenticate.
         {"wrong-ticket", "mailru-1001", "not-the-ticket", Step::Login, "^Host requires authentication$", {}},
         {"empty-uid-and-ticked", "", "", Step::Login, "^Host requires authentication$", {}},

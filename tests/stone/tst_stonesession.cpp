@@ -144,7 +144,8 @@ void TestStoneSession::launcherCalls()
     session->tryLogin();
     const QString initCall = "3 Ironmarch " + passedGameId + " reserved=null callback=0";
     // The status of place 4 is preset to 0.
-    QCOMPARE(calls(), QStringList({"GetLauncher", initCall}) + (initialized ? QStringList{"4 status=0"} : QStringList()));
+    const QStringList infoCall = initialized ? QStringList{"4 status=0"} : QStringList();
+    QCOMPARE(calls(), QStringList({"GetLauncher", initCall}) + infoCall);
     if (initialized) {
         QCOMPARE(transcript.entries().value(1),
                  "info: Send auth request Url: " + stoneLoginUrl().arg("stone-ticket-5001", passedGameId, "5001"));
@@ -254,7 +255,8 @@ void TestStoneSession::outcomes()
     const QString address = stoneLoginUrl().arg(QString(row.ticket), "4242", QString(row.userId));
     const QStringList entries = transcript.entries();
     const QString errorText = entries.value(2).startsWith("critical: Msg: ") ? entries.value(2).mid(15) : QString();
-    QStringList expected{"info: Stone service ticket " + QString(row.ticket), "info: Send auth request Url: " + address};
+    QStringList expected{"info: Stone service ticket " + QString(row.ticket),
+                         "info: Send auth request Url: " + address};
     for (const QString &line : qAsConst(row.ending))
         expected << QString(line).replace("%1", errorText);
     QCOMPARE(entries, expected);
@@ -280,7 +282,8 @@ void TestStoneSession::notExecuted_data()
                                  << QStringList{"GetLauncher"};
     QTest::newRow("initialisation-fails") << standIn << QByteArray() << QByteArray("7")
                                           << QStringList{"debug: Can't init stone launcher. Error code: 7"}
-                                          << QStringList{"GetLauncher", "3 Ironmarch 4242 reserved=null callback=0", "15"};
+                                          << QStringList{"GetLauncher", "3 Ironmarch 4242 reserved=null callback=0",
+                                                         "15"};
 }
 
 void TestStoneSession::notExecuted()
@@ -305,7 +308,8 @@ void TestStoneSession::notExecuted()
     transcript.clear();
 
     QSignalSpy failed(session.get(), &AbstractSession::error);
-    connect(session.get(), &AbstractSession::error, this, [&](const QString &text) { transcript.add("error: " + text); });
+    connect(session.get(), &AbstractSession::error, this,
+            [&](const QString &text) { transcript.add("error: " + text); });
     QElapsedTimer clock;
     clock.start();
     session->tryLogin();
@@ -362,12 +366,12 @@ void TestStoneSession::emailForAnAccountWithout()
     // Storing the address does not sign in by itself.
     QCOMPARE(finished.count(), 0);
 
-    const QJsonObject request = m_emulator.requests(QUrl(NApplication::instance().urlsManager()->stoneSetEmailUrl()).path())
-                                        .first()
-                                        .toObject();
+    const QString setEmailPath = QUrl(NApplication::instance().urlsManager()->stoneSetEmailUrl()).path();
+    const QJsonObject request = m_emulator.requests(setEmailPath).first().toObject();
     QCOMPARE(request.value("method").toString(), QStringLiteral("POST"));
     QCOMPARE(request.value("headers").toObject().value("content-type").toString(), QStringLiteral("application/json"));
-    const QJsonObject body{{"token", session.jwt()}, {"updatedFields", QJsonObject{{"email", "pia-stone@example.com"}}}};
+    const QJsonObject body{{"token", session.jwt()},
+                           {"updatedFields", QJsonObject{{"email", "pia-stone@example.com"}}}};
     QCOMPARE(request.value("body").toString().toUtf8(), QJsonDocument(body).toJson());
 
     // The next sign-in's token carries the address.
