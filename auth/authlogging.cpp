@@ -18,5 +18,7 @@ Q_LOGGING_CATEGORY(lcCredentials, "NimblaSDK.Auth.Credentials")
 Q_LOGGING_CATEGORY(lcOtpProvider, "NimblaSDK.Auth.OtpProvider")
 Q_LOGGING_CATEGORY(lcOtpExchanger, "NimblaSDK.Auth.OtpExchanger")
 Q_LOGGING_CATEGORY(lcUserAttributes, "UserAttributes")
+Q_LOGGING_CATEGORY(lcMailRuAuth, "logCatMailRuAuth")
+Q_LOGGING_CATEGORY(lcStoneAuth, "logCatStoneAuth")
 
 } // namespace NimblaSDK

@@ -24,5 +24,7 @@ Q_DECLARE_LOGGING_CATEGORY(lcCredentials) // "NimblaSDK.Auth.Credentials"
 Q_DECLARE_LOGGING_CATEGORY(lcOtpProvider) // "NimblaSDK.Auth.OtpProvider"
 Q_DECLARE_LOGGING_CATEGORY(lcOtpExchanger) // "NimblaSDK.Auth.OtpExchanger"
 Q_DECLARE_LOGGING_CATEGORY(lcUserAttributes) // "UserAttributes"
+Q_DECLARE_LOGGING_CATEGORY(lcMailRuAuth) // "logCatMailRuAuth"
+Q_DECLARE_LOGGING_CATEGORY(lcStoneAuth) // "logCatStoneAuth", the Stone sign-in and the Stone launcher library's loader
 
 } // namespace NimblaSDK

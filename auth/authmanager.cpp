@@ -7,6 +7,7 @@
 #include "napplication.h"
 #include "nnetworkaccessmanager.h"
 #include "sessions/jwtloginsession.h"
+#include "sessions/mailrusession.h"
 #include "sessions/nimblaloginoauthsession.h"
 #include "sessions/nimblaloginsession.h"
 #include "sessions/playfabloginsession.h"
@@ -14,6 +15,7 @@
 #include "sessions/socialnetworksession.h"
 #include "sessions/steamoauthsession.h"
 #include "sessions/steamsession.h"
+#include "sessions/stonesession.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -223,6 +225,15 @@ void AuthManager::loginViaSteamOAuth(QString steamAppId)
     session->tryLogin();
 }
 
+void AuthManager::loginViaMail(QString uid, QString ticket)
+{
+    auto *session = new MailRuSession(this);
+    _setCurrentSession(session);
+    session->setUid(uid);
+    session->setTicked(ticket);
+    session->tryLogin();
+}
+
 void AuthManager::loginViaNimblaLoginOAuth()
 {
     auto *session = new NimblaLoginOAuthSession(this);
@@ -246,6 +257,13 @@ void AuthManager::loginViaNimblaLoginOAuth(QJsonObject sessionState)
     _setCurrentSession(session);
     session->setSessionState(sessionState);
     session->refresh();
+}
+
+void AuthManager::loginViaStone(QString stoneAppId)
+{
+    auto *session = new StoneSession(this, stoneAppId);
+    _setCurrentSession(session);
+    session->tryLogin();
 }
 
 void AuthManager::loginWithOtp(QString otp)

@@ -5,6 +5,7 @@
 #include "attributes/userattributes.h"
 #include "authmanager.h"
 #include "sessions/jwtloginsession.h"
+#include "sessions/mailrusession.h"
 #include "sessions/nimblaloginoauthsession.h"
 #include "sessions/nimblaloginsession.h"
 #include "sessions/playfabloginsession.h"
@@ -12,6 +13,7 @@
 #include "sessions/socialnetworksession.h"
 #include "sessions/steamoauthsession.h"
 #include "sessions/steamsession.h"
+#include "sessions/stonesession.h"
 
 #include <QtQml>
 
@@ -49,6 +51,8 @@ void registerQmlTypes()
             QStringLiteral("UserAttributes is created in C++ with its requester and handed to QML"));
     registerSession<SteamSession>("SteamSession");
     registerSession<SteamOAuthSession>("SteamOAuthSession");
+    registerSession<MailRuSession>("MailRuSession");
+    registerSession<StoneSession>("StoneSession");
 }
 
 } // namespace NimblaSDK

@@ -95,4 +95,34 @@ const Seed::User* Seed::findAnyUser(const std::string& loginOrName) const
     return nullptr;
 }
 
+const Seed::MailruUser* Seed::findMailruUser(const std::string& uid) const
+{
+    for (const auto& user : mailruUsers)
+    {
+        if (user.uid == uid)
+            return &user;
+    }
+    return nullptr;
+}
+
+const Seed::StoneUser* Seed::findStoneUser(long long userId) const
+{
+    for (const auto& user : stoneUsers)
+    {
+        if (user.userId == userId)
+            return &user;
+    }
+    return nullptr;
+}
+
+const Seed::StoneUser* Seed::findStoneUserBySub(const std::string& sub) const
+{
+    for (const auto& user : stoneUsers)
+    {
+        if (user.account.sub == sub)
+            return &user;
+    }
+    return nullptr;
+}
+
 } // namespace NimblaEmulator
