@@ -106,10 +106,12 @@ public Q_SLOTS:
     void loginViaNimblaLoginOAuth();
     void loginViaNimblaLoginOAuth(QString login, QString password, bool rememberMe);
     void loginViaNimblaLoginOAuth(QJsonObject sessionState);
-    // The Stone and Steam-to-PlayFab entry points come here with their sessions.
+    // The Stone entry point comes here with its session.
     void loginViaPlayfab();
     //! \a rememberMe is the session's saved account, not the manager's rememberMe.
     void loginViaPlayfab(QString login, QString password, bool rememberMe);
+    //! Signs in with the running Steam client, through PlayFab.
+    void loginViaSteamToPlayfab();
     //! Signs in with a ready JWT (what an OTP exchange returns), checked against the service first.
     void loginWithOtp(QString otp);
     //! Exchanges the one-time password left for the launcher; false when there is none.

@@ -11,6 +11,7 @@
 #include "sessions/socialnetworkoauthsession.h"
 #include "sessions/socialnetworksession.h"
 #include "sessions/steamoauthsession.h"
+#include "sessions/steamplayfabsession.h"
 #include "sessions/steamsession.h"
 
 #include <QtQml>
@@ -49,6 +50,7 @@ void registerQmlTypes()
             QStringLiteral("UserAttributes is created in C++ with its requester and handed to QML"));
     registerSession<SteamSession>("SteamSession");
     registerSession<SteamOAuthSession>("SteamOAuthSession");
+    registerSession<SteamPlayfabSession>("SteamPlayfabSession");
 }
 
 } // namespace NimblaSDK

@@ -20,6 +20,7 @@
 #include "sessions/socialnetworkoauthsession.h"
 #include "sessions/socialnetworksession.h"
 #include "sessions/steamoauthsession.h"
+#include "sessions/steamplayfabsession.h"
 #include "sessions/steamsession.h"
 #include "storage/nativesecurejsonobjectstorage.h"
 
@@ -252,6 +253,8 @@ std::vector<Method> methods(const Player &player)
              return session;
          },
          tryLogin},
+        // The stand-in's Steam account is new to PlayFab, which creates its player.
+        {QStringLiteral("steam-playfab"), [] { return new SteamPlayfabSession(nullptr); }, tryLogin},
     };
 }
 

@@ -187,7 +187,7 @@ int main(int argc, char *argv[])
         input.provider = parser.value(providerOption);
     if (parser.isSet(appIdOption))
         input.appId = parser.value(appIdOption);
-    if (command == QLatin1String("login") && method->kind == SignInMethod::Platform && input.appId.isEmpty())
+    if (command == QLatin1String("login") && method->needsAppId && input.appId.isEmpty())
         return usage(QStringLiteral("%1 needs --app-id").arg(methodName));
     // What the method needs typed, unless the emulator's player brings it.
     QString *secret = nullptr;

@@ -51,7 +51,7 @@ const QVector<SignInMethod> &SignInMethod::all()
              manager.loginViaSteam(input.appId);
              return true;
          },
-         "the game's Steam application id is not known; give --app-id"},
+         "the game's Steam application id is not known; give --app-id", true},
         {"steam-oauth", "Steam, over OAuth2", Platform,
          [](AuthManager &manager, const SignInInput &input) {
              if (input.appId.isEmpty())
@@ -59,10 +59,16 @@ const QVector<SignInMethod> &SignInMethod::all()
              manager.loginViaSteamOAuth(input.appId);
              return true;
          },
-         "the game's Steam application id is not known; give --app-id"},
+         "the game's Steam application id is not known; give --app-id", true},
         {"playfab", "PlayFab e-mail and password", Account,
          [](AuthManager &manager, const SignInInput &input) {
              manager.loginViaPlayfab(input.login, input.password, manager.rememberMe());
+             return true;
+         },
+         nullptr},
+        {"steam-playfab", "Steam, through PlayFab", Platform,
+         [](AuthManager &manager, const SignInInput &) {
+             manager.loginViaSteamToPlayfab();
              return true;
          },
          nullptr},

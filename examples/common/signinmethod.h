@@ -41,6 +41,7 @@ struct SignInMethod
     //! Starts the sign-in through \a manager; false when there is nothing to start it with.
     bool (*start)(NimblaSDK::AuthManager &manager, const SignInInput &input);
     const char *nothingToStart; //!< why start() returned false
+    bool needsAppId = false;    //!< whether it signs in for one game, named by its id at the platform
 
     static const QVector<SignInMethod> &all();
     //! Null when there is no method of that name.

@@ -9,6 +9,7 @@
 #include "sessions/socialnetworkoauthsession.h"
 #include "sessions/socialnetworksession.h"
 #include "sessions/steamoauthsession.h"
+#include "sessions/steamplayfabsession.h"
 #include "sessions/steamsession.h"
 #include "storage/otpexchanger.h"
 
@@ -16,6 +17,7 @@
 #include "httpapirequester.h"
 #include "napplication.h"
 #include "simulatedbrowser.h"
+#include "steamstandin.h"
 
 #include <QElapsedTimer>
 #include <QTcpServer>
@@ -61,6 +63,9 @@ enum class Operation {
     SteamSetEmail,
     PlayfabLogin,
     PlayfabCrossAuth,
+    SteamPlayfabLogin,
+    SteamPlayfabCrossAuth,
+    SteamPlayfabSetEmail,
 };
 
 // A regular expression for an outcome that is written out literally.
@@ -146,14 +151,21 @@ QList<Row> rows()
         // Any answer without a network error is a stored address.
         {"steam-set-email", Operation::SteamSetEmail, "steamSetEmailUrl", always("sendEmailFinished: false"),
          literal("sendEmailFinished: false"), literal("sendEmailFinished: true")},
-        // PlayFab's "errorMessage" is the only text the player sees, and a failure
-        // that PlayFab did not answer has none. An answer without "data" goes on to
-        // the cross-auth with an empty ticket, which the service refuses.
-        {"playfab-login", Operation::PlayfabLogin, "playfabLoginUrl", always("error: "), literal("error: "),
-         literal("error: Unknown or expired session ticket")},
+        // PlayFab's "errorMessage" is what the player sees; a failure that PlayFab
+        // did not explain is told by the network's words. An answer without "data"
+        // goes on to the cross-auth with an empty ticket, which the service refuses.
+        {"playfab-login", Operation::PlayfabLogin, "playfabLoginUrl", sessionError,
+         literal("error: Host requires authentication"), literal("error: Unknown or expired session ticket")},
         // A redirect without "token" or "error" says nothing.
         {"playfab-cross-auth", Operation::PlayfabCrossAuth, "playfabCrossAuthUrl", sessionError,
          literal("error: Host requires authentication"), literal("error: ")},
+        // The stand-in's Steam account is new to PlayFab, which creates its player.
+        {"steam-playfab-login", Operation::SteamPlayfabLogin, "playfabSteamLoginUrl", sessionError,
+         literal("error: Host requires authentication"), literal("error: Unknown or expired session ticket")},
+        {"steam-playfab-cross-auth", Operation::SteamPlayfabCrossAuth, "playfabCrossAuthUrl", sessionError,
+         literal("error: Host requires authentication"), literal("error: ")},
+        {"steam-playfab-set-email", Operation::SteamPlayfabSetEmail, "steamSetEmailUrl",
+         always("sendEmailFinished: false"), literal("sendEmailFinished: false"), literal("sendEmailFinished: true")},
     };
 }
 
@@ -253,7 +265,8 @@ Session *steamSession(Recorder &recorder, QObject *owner)
     QObject::connect(session, &Session::sendEmailFinished, &recorder, [&recorder](bool success) {
         recorder.record(QStringLiteral("sendEmailFinished: ") + (success ? "true" : "false"));
     });
-    session->setSteamAppId(QStringLiteral("700100"));
+    if constexpr (SteamStandIn::HasSteamAppId<Session>::value)
+        session->setSteamAppId(QStringLiteral("700100"));
     return session;
 }
 
@@ -521,6 +534,13 @@ void TestFaultMatrix::start(Operation operation, const QString &jwt, Recorder &r
         break;
     case Operation::SteamSetEmail:
         steamSession<SteamSession>(recorder, owner)->sendEmail(QStringLiteral("ivan-steam@example.com"));
+        break;
+    case Operation::SteamPlayfabLogin:
+    case Operation::SteamPlayfabCrossAuth:
+        steamSession<SteamPlayfabSession>(recorder, owner)->tryLogin();
+        break;
+    case Operation::SteamPlayfabSetEmail:
+        steamSession<SteamPlayfabSession>(recorder, owner)->sendEmail(QStringLiteral("ivan-steam@example.com"));
         break;
     }
 }

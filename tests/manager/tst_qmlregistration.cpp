@@ -62,7 +62,7 @@ void TestQmlRegistration::sessionsAreUncreatable_data()
     QTest::addColumn<QString>("type");
     for (const char *type : {"AbstractSession", "AbstactOAuthSession", "NimblaLoginSession", "NimblaLoginOAuthSession",
                              "JwtLoginSession", "SocialNetworkSession", "SocialNetworkOAuthSession", "SteamSession",
-                             "SteamOAuthSession", "PlayfabLoginSession"})
+                             "SteamOAuthSession", "PlayfabLoginSession", "SteamPlayfabSession"})
         QTest::newRow(type) << QString::fromLatin1(type);
 }
 
