@@ -33,15 +33,7 @@ QString describe(const QJsonObject &answer)
     return message;
 }
 
-} // namespace
-
-QString titleId(const QString &loginUrl)
-{
-    // Cut as text, not parsed: the title is configured only through the URL,
-    // and a host that QUrl would normalise must still give its first label.
-    return loginUrl.section(QLatin1Char('/'), 2, 2).section(QLatin1Char('.'), 0, 0);
-}
-
+// One indented JSON object of scalar members, in their own order.
 QByteArray indentedJson(const Members &members)
 {
     // QJsonObject sorts its keys, and PlayFab's Steam login is sent with its
@@ -52,12 +44,19 @@ QByteArray indentedJson(const Members &members)
         const QByteArray inArray = QJsonDocument(QJsonArray{value}).toJson(QJsonDocument::Compact);
         return inArray.mid(1, inArray.size() - 2);
     };
-    if (members.isEmpty())
-        return QByteArrayLiteral("{\n}\n");
     QByteArrayList lines;
     for (const auto &member : members)
         lines << "    " + scalar(member.first) + ": " + scalar(member.second);
     return "{\n" + lines.join(",\n") + "\n}\n";
+}
+
+} // namespace
+
+QString titleId(const QString &loginUrl)
+{
+    // Cut as text, not parsed: the title is configured only through the URL,
+    // and a host that QUrl would normalise must still give its first label.
+    return loginUrl.section(QLatin1Char('/'), 2, 2).section(QLatin1Char('.'), 0, 0);
 }
 
 QNetworkReply *postLogin(const QString &loginUrl, const Members &body)

@@ -23,13 +23,10 @@ namespace PlayfabExchange {
 //! The PlayFab title of \a loginUrl: the first label of its host.
 QString titleId(const QString &loginUrl);
 
-//! The members of a login body, in the order they go on the wire.
+//! The members of a login body, all scalars, in the order they go on the wire.
 using Members = QVector<QPair<QString, QJsonValue>>;
 
-//! \a members as one indented JSON object, laid out as QJsonDocument::toJson() does, in their own order.
-QByteArray indentedJson(const Members &members);
-
-//! POSTs \a body to \a loginUrl as indented JSON; the reply belongs to the caller.
+//! POSTs \a body to \a loginUrl as indented JSON, in its members' order; the reply belongs to the caller.
 QNetworkReply *postLogin(const QString &loginUrl, const Members &body);
 
 //! GETs the configured cross-auth URL for \a playfabId and \a sessionTicket; the reply belongs to the caller.
