@@ -17,6 +17,7 @@ Q_DECLARE_LOGGING_CATEGORY(lcSocialOAuth) // "NimblaSDK.Auth.SocialNetworkOAuthS
 Q_DECLARE_LOGGING_CATEGORY(lcSteamAuth) // "logCatSteamAuth", the Steam session and the Steam client library
 Q_DECLARE_LOGGING_CATEGORY(lcSteamOAuth) // "logCatSteamOAuth2.0"
 Q_DECLARE_LOGGING_CATEGORY(lcPlayfabAuth) // "PlayfabAuth"
+Q_DECLARE_LOGGING_CATEGORY(lcSteamPlayfabAuth) // "SteamPlayfabAuth", the Steam-to-PlayFab session
 Q_DECLARE_LOGGING_CATEGORY(lcJwtChecker) // "JWTchecker"
 Q_DECLARE_LOGGING_CATEGORY(lcJwtValidator) // "Nimbla.Auth.NimblaLoginJwtValidator"
 Q_DECLARE_LOGGING_CATEGORY(lcHttpServer) // "HttpServer"

@@ -14,6 +14,7 @@
 #include "sessions/socialnetworkoauthsession.h"
 #include "sessions/socialnetworksession.h"
 #include "sessions/steamoauthsession.h"
+#include "sessions/steamplayfabsession.h"
 #include "sessions/steamsession.h"
 #include "sessions/stonesession.h"
 
@@ -186,6 +187,13 @@ void AuthManager::loginViaPlayfab(QString login, QString password, bool remember
     session->setLogin(login);
     session->setPassword(password);
     session->setRememberMe(rememberMe);
+    session->tryLogin();
+}
+
+void AuthManager::loginViaSteamToPlayfab()
+{
+    auto *session = new SteamPlayfabSession(this);
+    _setCurrentSession(session);
     session->tryLogin();
 }
 

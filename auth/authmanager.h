@@ -109,10 +109,11 @@ public Q_SLOTS:
     void loginViaNimblaLoginOAuth(QJsonObject sessionState);
     //! Signs in a player who started the game from the Stone launcher; \a stoneAppId is the game's id there.
     void loginViaStone(QString stoneAppId);
-    // The Steam-to-PlayFab entry point comes here with its session.
     void loginViaPlayfab();
     //! \a rememberMe is the session's saved account, not the manager's rememberMe.
     void loginViaPlayfab(QString login, QString password, bool rememberMe);
+    //! Signs in with the running Steam client, through PlayFab.
+    void loginViaSteamToPlayfab();
     //! Signs in with a ready JWT (what an OTP exchange returns), checked against the service first.
     void loginWithOtp(QString otp);
     //! Exchanges the one-time password left for the launcher; false when there is none.

@@ -12,6 +12,7 @@
 #include "sessions/socialnetworkoauthsession.h"
 #include "sessions/socialnetworksession.h"
 #include "sessions/steamoauthsession.h"
+#include "sessions/steamplayfabsession.h"
 #include "sessions/steamsession.h"
 #include "sessions/stonesession.h"
 
@@ -53,6 +54,7 @@ void registerQmlTypes()
     registerSession<SteamOAuthSession>("SteamOAuthSession");
     registerSession<MailRuSession>("MailRuSession");
     registerSession<StoneSession>("StoneSession");
+    registerSession<SteamPlayfabSession>("SteamPlayfabSession");
 }
 
 } // namespace NimblaSDK

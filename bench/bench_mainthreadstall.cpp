@@ -21,6 +21,7 @@
 #include "sessions/socialnetworkoauthsession.h"
 #include "sessions/socialnetworksession.h"
 #include "sessions/steamoauthsession.h"
+#include "sessions/steamplayfabsession.h"
 #include "sessions/steamsession.h"
 #include "sessions/stonesession.h"
 #include "storage/nativesecurejsonobjectstorage.h"
@@ -264,6 +265,8 @@ std::vector<Method> methods(const Player &player)
          tryLogin},
         // The stand-in launcher library that the emulator's configuration names, loaded by the session.
         {QStringLiteral("stone"), [] { return new StoneSession(nullptr, QStringLiteral("4242")); }, tryLogin},
+        // The stand-in's Steam account is new to PlayFab, which creates its player.
+        {QStringLiteral("steam-playfab"), [] { return new SteamPlayfabSession(nullptr); }, tryLogin},
     };
 }
 

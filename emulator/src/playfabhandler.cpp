@@ -178,14 +178,15 @@ Seed::User PlayfabHandler::identity(const std::string& playFabId)
     // one that came from Steam has no e-mail.
     Seed::User user;
     user.login = seeded ? seeded->email : std::string();
-    user.sub = "playfab-" + playFabId;
+    user.sub = Seed::Playfab::subject(playFabId);
     const std::string steamAccount =
         seeded ? seeded->steamAccount : _directory.steamAccountOf(playFabId).value_or(std::string());
     user.username = !steamAccount.empty() ? steamAccount : user.login.substr(0, user.login.find('@'));
     user.publisherId = 12345;
     user.accessKey = "playfab-" + playFabId + "-access-key";
     user.externalAccountId = playFabId;
-    return user;
+    // With the e-mail the Steam e-mail endpoint stored, if any.
+    return _context.account(user);
 }
 
 void PlayfabHandler::handleCrossAuth(HttpExchange& exchange)

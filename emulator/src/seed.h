@@ -103,6 +103,10 @@ public:
         const PlayfabPlayer* findByEmail(const std::string& email) const;
         const PlayfabPlayer* findBySteamAccount(const std::string& steamAccount) const;
         const PlayfabPlayer* findById(const std::string& playFabId) const;
+        // The "sub" of a player that the cross-auth signs in with its own identity.
+        static std::string subject(const std::string& playFabId);
+        // The seeded player with its own identity of that "sub", linked to a Steam account.
+        const PlayfabPlayer* findSteamPlayerBySubject(const std::string& sub) const;
     };
 
     std::string defaultProject;

@@ -129,7 +129,9 @@ void SteamHandler::handleSetEmail(HttpExchange& exchange) const
     }
     const std::string sub = payload->optValue<std::string>("sub", std::string());
     const auto& steamUsers = _context.seed().steamUsers;
-    if (std::none_of(steamUsers.begin(), steamUsers.end(), [&](const Seed::User& user) { return user.sub == sub; }))
+    // A seeded PlayFab player that signs in with Steam gives its e-mail here too.
+    if (std::none_of(steamUsers.begin(), steamUsers.end(), [&](const Seed::User& user) { return user.sub == sub; }) &&
+        !_context.seed().playfab.findSteamPlayerBySubject(sub))
     {
         exchange.sendError(403, "The token does not belong to a Steam account");
         return;

@@ -82,6 +82,12 @@ const QVector<SignInMethod> &SignInMethod::all()
              return true;
          },
          "the game's id at the Stone launcher is not known; give --app-id"},
+        {"steam-playfab", "Steam, through PlayFab", Platform,
+         [](AuthManager &manager, const SignInInput &) {
+             manager.loginViaSteamToPlayfab();
+             return true;
+         },
+         nullptr},
         {"restore", "The remembered session", Startup,
          [](AuthManager &manager, const SignInInput &) { return manager.tryAutoLogin(); },
          "there is no remembered session; sign in with --remember first"},

@@ -128,6 +128,9 @@ void TestNimblaAuth::exitCodes_data()
                                      << QByteArray() << QJsonObject() << 0
                                      << "Signed in\n  login:       ivan-steam@example.com\n"
                                         "  user name:   Ivan the Steam player\n";
+    // No application id: PlayFab's player is the Steam account's, here a new one.
+    QTest::newRow("signed-in-steam-playfab") << QStringList{"login", "--method", "steam-playfab"} << QByteArray()
+                                             << QJsonObject() << 0 << "Signed in\n  login:       \n  user name:   steam-ivan\n";
     QTest::newRow("bad-usage-steam-without-app-id") << QStringList{"login", "--method", "steam"} << QByteArray()
                                                     << QJsonObject() << 2
                                                     << "nimbla-auth: the game's Steam application id is not known; "

@@ -10,6 +10,7 @@
 #include "sessions/socialnetworkoauthsession.h"
 #include "sessions/socialnetworksession.h"
 #include "sessions/steamoauthsession.h"
+#include "sessions/steamplayfabsession.h"
 #include "sessions/steamsession.h"
 #include "sessions/stonesession.h"
 #include "storage/otpexchanger.h"
@@ -18,6 +19,7 @@
 #include "httpapirequester.h"
 #include "napplication.h"
 #include "simulatedbrowser.h"
+#include "steamstandin.h"
 
 #include <QElapsedTimer>
 #include <QTcpServer>
@@ -66,6 +68,9 @@ enum class Operation {
     MailRuLogin,
     MailRuRedirect,
     StoneLogin,
+    SteamPlayfabLogin,
+    SteamPlayfabCrossAuth,
+    SteamPlayfabSetEmail,
 };
 
 // A regular expression for an outcome that is written out literally.
@@ -154,11 +159,11 @@ QList<Row> rows()
         // Any answer without a network error is a stored address.
         {"steam-set-email", Operation::SteamSetEmail, "steamSetEmailUrl", always("sendEmailFinished: false"),
          literal("sendEmailFinished: false"), literal("sendEmailFinished: true")},
-        // PlayFab's "errorMessage" is the only text the player sees, and a failure
-        // that PlayFab did not answer has none. An answer without "data" goes on to
-        // the cross-auth with an empty ticket, which the service refuses.
-        {"playfab-login", Operation::PlayfabLogin, "playfabLoginUrl", always("error: "), literal("error: "),
-         literal("error: Unknown or expired session ticket")},
+        // PlayFab's "errorMessage" is what the player sees; a failure that PlayFab
+        // did not explain is told by the network's words. An answer without "data"
+        // goes on to the cross-auth with an empty ticket, which the service refuses.
+        {"playfab-login", Operation::PlayfabLogin, "playfabLoginUrl", sessionError,
+         literal("error: Host requires authentication"), literal("error: Unknown or expired session ticket")},
         // A redirect without "token" or "error" says nothing.
         {"playfab-cross-auth", Operation::PlayfabCrossAuth, "playfabCrossAuthUrl", sessionError,
          literal("error: Host requires authentication"), literal("error: ")},
@@ -171,6 +176,13 @@ QList<Row> rows()
         // An answer without a redirect carries no token.
         {"stone-login", Operation::StoneLogin, "stoneLoginUrl", always("error: " + stoneFailed),
          literal("error: " + stoneFailed), literal("error: " + stoneFailed)},
+        // The stand-in's Steam account is new to PlayFab, which creates its player.
+        {"steam-playfab-login", Operation::SteamPlayfabLogin, "playfabSteamLoginUrl", sessionError,
+         literal("error: Host requires authentication"), literal("error: Unknown or expired session ticket")},
+        {"steam-playfab-cross-auth", Operation::SteamPlayfabCrossAuth, "playfabCrossAuthUrl", sessionError,
+         literal("error: Host requires authentication"), literal("error: ")},
+        {"steam-playfab-set-email", Operation::SteamPlayfabSetEmail, "steamSetEmailUrl",
+         always("sendEmailFinished: false"), literal("sendEmailFinished: false"), literal("sendEmailFinished: true")},
     };
 }
 
@@ -270,7 +282,8 @@ Session *steamSession(Recorder &recorder, QObject *owner)
     QObject::connect(session, &Session::sendEmailFinished, &recorder, [&recorder](bool success) {
         recorder.record(QStringLiteral("sendEmailFinished: ") + (success ? "true" : "false"));
     });
-    session->setSteamAppId(QStringLiteral("700100"));
+    if constexpr (SteamStandIn::HasSteamAppId<Session>::value)
+        session->setSteamAppId(QStringLiteral("700100"));
     return session;
 }
 
@@ -565,6 +578,13 @@ void TestFaultMatrix::start(Operation operation, const QString &jwt, Recorder &r
         session->tryLogin();
         break;
     }
+    case Operation::SteamPlayfabLogin:
+    case Operation::SteamPlayfabCrossAuth:
+        steamSession<SteamPlayfabSession>(recorder, owner)->tryLogin();
+        break;
+    case Operation::SteamPlayfabSetEmail:
+        steamSession<SteamPlayfabSession>(recorder, owner)->sendEmail(QStringLiteral("ivan-steam@example.com"));
+        break;
     }
 }
 

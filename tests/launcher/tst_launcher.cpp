@@ -203,6 +203,8 @@ void TestLauncher::signInWithOtherMethod_data()
     QTest::newRow("steam") << "steam" << "Steam" << "Ivan the Steam player";
     QTest::newRow("steam-oauth") << "steam-oauth" << "Steam, over OAuth2" << "Ivan the Steam player";
     QTest::newRow("playfab") << "playfab" << "PlayFab e-mail and password" << "alice";
+    // PlayFab makes a player of the stand-in's Steam account, named by its key.
+    QTest::newRow("steam-playfab") << "steam-playfab" << "Steam, through PlayFab" << "steam-ivan";
     QTest::newRow("mailru") << "mailru" << "The Mail.Ru game centre" << "ivan";
     QTest::newRow("stone") << "stone" << "The Stone launcher" << "mike";
 }

@@ -63,7 +63,7 @@ void TestQmlRegistration::sessionsAreUncreatable_data()
     for (const char *type : {"AbstractSession", "AbstactOAuthSession", "NimblaLoginSession", "NimblaLoginOAuthSession",
                              "JwtLoginSession", "SocialNetworkSession", "SocialNetworkOAuthSession", "SteamSession",
                              "SteamOAuthSession", "PlayfabLoginSession",
-                             "MailRuSession", "StoneSession"})
+                             "MailRuSession", "StoneSession", "SteamPlayfabSession"})
         QTest::newRow(type) << QString::fromLatin1(type);
 }
 
