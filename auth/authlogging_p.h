@@ -17,6 +17,7 @@ Q_DECLARE_LOGGING_CATEGORY(lcSocialOAuth) // "NimblaSDK.Auth.SocialNetworkOAuthS
 Q_DECLARE_LOGGING_CATEGORY(lcSteamAuth) // "logCatSteamAuth", the Steam session and the Steam client library
 Q_DECLARE_LOGGING_CATEGORY(lcSteamOAuth) // "logCatSteamOAuth2.0"
 Q_DECLARE_LOGGING_CATEGORY(lcPlayfabAuth) // "PlayfabAuth"
+Q_DECLARE_LOGGING_CATEGORY(lcSteamPlayfabAuth) // "SteamPlayfabAuth", the Steam-to-PlayFab session
 Q_DECLARE_LOGGING_CATEGORY(lcJwtChecker) // "JWTchecker"
 Q_DECLARE_LOGGING_CATEGORY(lcJwtValidator) // "Nimbla.Auth.NimblaLoginJwtValidator"
 Q_DECLARE_LOGGING_CATEGORY(lcHttpServer) // "HttpServer"
@@ -24,5 +25,7 @@ Q_DECLARE_LOGGING_CATEGORY(lcCredentials) // "NimblaSDK.Auth.Credentials"
 Q_DECLARE_LOGGING_CATEGORY(lcOtpProvider) // "NimblaSDK.Auth.OtpProvider"
 Q_DECLARE_LOGGING_CATEGORY(lcOtpExchanger) // "NimblaSDK.Auth.OtpExchanger"
 Q_DECLARE_LOGGING_CATEGORY(lcUserAttributes) // "UserAttributes"
+Q_DECLARE_LOGGING_CATEGORY(lcMailRuAuth) // "logCatMailRuAuth"
+Q_DECLARE_LOGGING_CATEGORY(lcStoneAuth) // "logCatStoneAuth", the Stone sign-in and the Stone launcher library's loader
 
 } // namespace NimblaSDK

@@ -7,13 +7,16 @@
 #include "napplication.h"
 #include "nnetworkaccessmanager.h"
 #include "sessions/jwtloginsession.h"
+#include "sessions/mailrusession.h"
 #include "sessions/nimblaloginoauthsession.h"
 #include "sessions/nimblaloginsession.h"
 #include "sessions/playfabloginsession.h"
 #include "sessions/socialnetworkoauthsession.h"
 #include "sessions/socialnetworksession.h"
 #include "sessions/steamoauthsession.h"
+#include "sessions/steamplayfabsession.h"
 #include "sessions/steamsession.h"
+#include "sessions/stonesession.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -187,6 +190,13 @@ void AuthManager::loginViaPlayfab(QString login, QString password, bool remember
     session->tryLogin();
 }
 
+void AuthManager::loginViaSteamToPlayfab()
+{
+    auto *session = new SteamPlayfabSession(this);
+    _setCurrentSession(session);
+    session->tryLogin();
+}
+
 void AuthManager::loginViaSocialNetwork(QString url)
 {
     auto *session = new SocialNetworkSession(this);
@@ -223,6 +233,15 @@ void AuthManager::loginViaSteamOAuth(QString steamAppId)
     session->tryLogin();
 }
 
+void AuthManager::loginViaMail(QString uid, QString ticket)
+{
+    auto *session = new MailRuSession(this);
+    _setCurrentSession(session);
+    session->setUid(uid);
+    session->setTicked(ticket);
+    session->tryLogin();
+}
+
 void AuthManager::loginViaNimblaLoginOAuth()
 {
     auto *session = new NimblaLoginOAuthSession(this);
@@ -246,6 +265,13 @@ void AuthManager::loginViaNimblaLoginOAuth(QJsonObject sessionState)
     _setCurrentSession(session);
     session->setSessionState(sessionState);
     session->refresh();
+}
+
+void AuthManager::loginViaStone(QString stoneAppId)
+{
+    auto *session = new StoneSession(this, stoneAppId);
+    _setCurrentSession(session);
+    session->tryLogin();
 }
 
 void AuthManager::loginWithOtp(QString otp)

@@ -102,14 +102,18 @@ public Q_SLOTS:
     void loginViaSteam(QString steamAppId);
     //! The same over OAuth2.
     void loginViaSteamOAuth(QString steamAppId);
-    // The Mail.Ru entry point comes here with its session.
+    //! Signs in a player who came from the Mail.Ru game centre, with its user id and ticket.
+    void loginViaMail(QString uid, QString ticket);
     void loginViaNimblaLoginOAuth();
     void loginViaNimblaLoginOAuth(QString login, QString password, bool rememberMe);
     void loginViaNimblaLoginOAuth(QJsonObject sessionState);
-    // The Stone and Steam-to-PlayFab entry points come here with their sessions.
+    //! Signs in a player who started the game from the Stone launcher; \a stoneAppId is the game's id there.
+    void loginViaStone(QString stoneAppId);
     void loginViaPlayfab();
     //! \a rememberMe is the session's saved account, not the manager's rememberMe.
     void loginViaPlayfab(QString login, QString password, bool rememberMe);
+    //! Signs in with the running Steam client, through PlayFab.
+    void loginViaSteamToPlayfab();
     //! Signs in with a ready JWT (what an OTP exchange returns), checked against the service first.
     void loginWithOtp(QString otp);
     //! Exchanges the one-time password left for the launcher; false when there is none.

@@ -68,8 +68,8 @@ struct FailureRow
 
     //! Writes \a text as a critical line.
     FailureRow &log(const char *text) { return logWith(FixedLine, text); }
-    //! Writes the reply's critical lines in the shape \a shape, starting with \a prefix.
-    FailureRow &logReply(Lines shape, const char *prefix) { return logWith(shape, prefix); }
+    //! Writes the reply's critical lines in the shape \a shape, with \a words where Lines puts the row's words.
+    FailureRow &logReply(Lines shape, const char *words) { return logWith(shape, words); }
     //! Tracks the analytics event \a name with an empty value.
     FailureRow &event(const char *name)
     {

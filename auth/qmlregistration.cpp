@@ -5,13 +5,16 @@
 #include "attributes/userattributes.h"
 #include "authmanager.h"
 #include "sessions/jwtloginsession.h"
+#include "sessions/mailrusession.h"
 #include "sessions/nimblaloginoauthsession.h"
 #include "sessions/nimblaloginsession.h"
 #include "sessions/playfabloginsession.h"
 #include "sessions/socialnetworkoauthsession.h"
 #include "sessions/socialnetworksession.h"
 #include "sessions/steamoauthsession.h"
+#include "sessions/steamplayfabsession.h"
 #include "sessions/steamsession.h"
+#include "sessions/stonesession.h"
 
 #include <QtQml>
 
@@ -49,6 +52,9 @@ void registerQmlTypes()
             QStringLiteral("UserAttributes is created in C++ with its requester and handed to QML"));
     registerSession<SteamSession>("SteamSession");
     registerSession<SteamOAuthSession>("SteamOAuthSession");
+    registerSession<MailRuSession>("MailRuSession");
+    registerSession<StoneSession>("StoneSession");
+    registerSession<SteamPlayfabSession>("SteamPlayfabSession");
 }
 
 } // namespace NimblaSDK

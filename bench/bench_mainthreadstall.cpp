@@ -14,13 +14,16 @@
 #include "jwt/jwtcodec.h"
 #include "napplication.h"
 #include "sessions/jwtloginsession.h"
+#include "sessions/mailrusession.h"
 #include "sessions/nimblaloginoauthsession.h"
 #include "sessions/nimblaloginsession.h"
 #include "sessions/playfabloginsession.h"
 #include "sessions/socialnetworkoauthsession.h"
 #include "sessions/socialnetworksession.h"
 #include "sessions/steamoauthsession.h"
+#include "sessions/steamplayfabsession.h"
 #include "sessions/steamsession.h"
+#include "sessions/stonesession.h"
 #include "storage/nativesecurejsonobjectstorage.h"
 
 #include "emulatorprocess.h"
@@ -252,6 +255,18 @@ std::vector<Method> methods(const Player &player)
              return session;
          },
          tryLogin},
+        {QStringLiteral("mailru"),
+         [] {
+             auto *session = new MailRuSession(nullptr);
+             session->setUid(QStringLiteral("mailru-1001"));
+             session->setTicked(QStringLiteral("mailru-ticket-1001"));
+             return session;
+         },
+         tryLogin},
+        // The stand-in launcher library that the emulator's configuration names, loaded by the session.
+        {QStringLiteral("stone"), [] { return new StoneSession(nullptr, QStringLiteral("4242")); }, tryLogin},
+        // The stand-in's Steam account is new to PlayFab, which creates its player.
+        {QStringLiteral("steam-playfab"), [] { return new SteamPlayfabSession(nullptr); }, tryLogin},
     };
 }
 

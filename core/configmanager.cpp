@@ -127,6 +127,11 @@ QString ConfigManager::steamApiLibrary() const
     return value(QStringLiteral("steamApiLibrary")).toString();
 }
 
+QString ConfigManager::stoneLauncherLibrary() const
+{
+    return value(QStringLiteral("stoneLauncherLibrary")).toString();
+}
+
 QJsonObject ConfigManager::urls() const
 {
     return value(QStringLiteral("urls")).toObject();

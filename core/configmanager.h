@@ -39,6 +39,8 @@ public:
     int authorizationTimeout() const;
     //! Where the Steam client library is, tried before the platform's own search; empty: not configured.
     QString steamApiLibrary() const;
+    //! Where the Stone launcher's library is; empty: the system's search path.
+    QString stoneLauncherLibrary() const;
 
     QJsonObject urls() const;
 

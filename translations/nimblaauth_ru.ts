@@ -77,4 +77,15 @@
         <translation>Недействительный JWT</translation>
     </message>
 </context>
+<context>
+    <name>NimblaSDK::StoneSession</name>
+    <message>
+        <source>Login failed. Can&apos;t get login information.</source>
+        <translation>Не удалось войти. Не удалось получить данные для входа.</translation>
+    </message>
+    <message>
+        <source>Stone launcher is not executed</source>
+        <translation>Лаунчер Stone не запущен</translation>
+    </message>
+</context>
 </TS>

@@ -33,6 +33,23 @@ QString describe(const QJsonObject &answer)
     return message;
 }
 
+// One indented JSON object of scalar members, in their own order.
+QByteArray indentedJson(const Members &members)
+{
+    // QJsonObject sorts its keys, and PlayFab's Steam login is sent with its
+    // ticket first, as it always was; so the object is laid out here, in the
+    // indented form of QJsonDocument::toJson(). A value or key is written as
+    // the single element of a compact array, which escapes it as JSON does.
+    const auto scalar = [](const QJsonValue &value) {
+        const QByteArray inArray = QJsonDocument(QJsonArray{value}).toJson(QJsonDocument::Compact);
+        return inArray.mid(1, inArray.size() - 2);
+    };
+    QByteArrayList lines;
+    for (const auto &member : members)
+        lines << "    " + scalar(member.first) + ": " + scalar(member.second);
+    return "{\n" + lines.join(",\n") + "\n}\n";
+}
+
 } // namespace
 
 QString titleId(const QString &loginUrl)
@@ -42,11 +59,11 @@ QString titleId(const QString &loginUrl)
     return loginUrl.section(QLatin1Char('/'), 2, 2).section(QLatin1Char('.'), 0, 0);
 }
 
-QNetworkReply *postLogin(const QString &loginUrl, const QJsonObject &body)
+QNetworkReply *postLogin(const QString &loginUrl, const Members &body)
 {
     QNetworkRequest request(QUrl(loginUrl, QUrl::TolerantMode));
     request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
-    return NNetworkAccessManager::getManager()->post(request, QJsonDocument(body).toJson());
+    return NNetworkAccessManager::getManager()->post(request, indentedJson(body));
 }
 
 QNetworkReply *requestCrossAuth(const QString &playfabId, const QString &sessionTicket)
@@ -61,7 +78,8 @@ QNetworkReply *requestCrossAuth(const QString &playfabId, const QString &session
 LoginReply::LoginReply(QNetworkReply *reply)
     : ServiceReply(reply)
 {
-    setServiceDescription(describe(answer()));
+    const bool explained = answer().contains(QStringLiteral("errorMessage"));
+    setServiceDescription(explained ? describe(answer()) : errorString());
 }
 
 QString LoginReply::sessionTicket() const

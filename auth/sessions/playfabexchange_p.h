@@ -3,7 +3,10 @@
 #include "servicereply_p.h"
 
 #include <QJsonObject>
+#include <QJsonValue>
+#include <QPair>
 #include <QString>
+#include <QVector>
 
 class QNetworkReply;
 
@@ -20,8 +23,11 @@ namespace PlayfabExchange {
 //! The PlayFab title of \a loginUrl: the first label of its host.
 QString titleId(const QString &loginUrl);
 
-//! POSTs \a body to \a loginUrl as indented JSON; the reply belongs to the caller.
-QNetworkReply *postLogin(const QString &loginUrl, const QJsonObject &body);
+//! The members of a login body, all scalars, in the order they go on the wire.
+using Members = QVector<QPair<QString, QJsonValue>>;
+
+//! POSTs \a body to \a loginUrl as indented JSON, in its members' order; the reply belongs to the caller.
+QNetworkReply *postLogin(const QString &loginUrl, const Members &body);
 
 //! GETs the configured cross-auth URL for \a playfabId and \a sessionTicket; the reply belongs to the caller.
 QNetworkReply *requestCrossAuth(const QString &playfabId, const QString &sessionTicket);
@@ -30,6 +36,9 @@ QNetworkReply *requestCrossAuth(const QString &playfabId, const QString &session
  * A finished PlayFab login reply. PlayFab explains a failure with
  * "errorMessage", and for "InvalidParams" with the offending fields in
  * "errorDetails"; that composed text is this reply's service description.
+ * A failure that PlayFab did not explain (no answer, a dead service, a
+ * status with a body of its own) is described by the network error instead,
+ * so the player is not shown an empty message.
  */
 class LoginReply : public ServiceReply
 {

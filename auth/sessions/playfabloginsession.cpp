@@ -6,7 +6,6 @@
 #include "passwordlogin_p.h"
 #include "playfabexchange_p.h"
 
-#include <QJsonObject>
 #include <QNetworkReply>
 
 namespace NimblaSDK {
@@ -86,7 +85,7 @@ void PlayfabLoginSession::tryLogin()
     }
 
     const QString loginUrl = NApplication::instance().urlsManager()->playfabLoginUrl();
-    const QJsonObject credentials{
+    const PlayfabExchange::Members credentials{
         {QStringLiteral("Email"), m_login},
         {QStringLiteral("Password"), m_password},
         {QStringLiteral("TitleId"), PlayfabExchange::titleId(loginUrl)},

@@ -28,10 +28,11 @@ constexpr int PumpIntervalMs = 100;
 
 } // namespace
 
-SteamSignIn::SteamSignIn(FailureRow::Category category, Notify ticketReady, Notify ticketFailed)
+SteamSignIn::SteamSignIn(FailureRow::Category category, Notify ticketReady, Notify ticketFailed, TicketLog ticketLog)
     : m_category(category)
     , m_ticketReady(std::move(ticketReady))
     , m_ticketFailed(std::move(ticketFailed))
+    , m_ticketLog(ticketLog)
     , m_client(SteamClient::acquire())
     , m_callback(TicketCallbackId, int(sizeof(TicketResponse)), &SteamSignIn::_onTicketReceived, this)
 {
@@ -83,7 +84,8 @@ void SteamSignIn::_onTicketReceived(void *self, const void *response)
     signIn->m_ticket = QString::fromLatin1(
             QByteArray(reinterpret_cast<const char *>(signIn->m_buffer.data()), length).toHex());
     NApplication::instance().settingsManager()->setSteamSessionticket(signIn->m_ticket);
-    qCDebug(signIn->m_category).noquote() << signIn->m_ticket;
+    if (signIn->m_ticketLog == LogTicket)
+        qCDebug(signIn->m_category).noquote() << signIn->m_ticket;
     signIn->m_ticketReady();
 }
 

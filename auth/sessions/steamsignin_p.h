@@ -35,9 +35,11 @@ class SteamSignIn
 {
 public:
     using Notify = std::function<void()>;
+    //! Whether an OK ticket is written to the log, as a debug line of the category.
+    enum TicketLog { LogTicket, KeepTicketOutOfLog };
 
     //! Registers the ticket callback and initialises the client, writing the outcome to \a category.
-    SteamSignIn(FailureRow::Category category, Notify ticketReady, Notify ticketFailed);
+    SteamSignIn(FailureRow::Category category, Notify ticketReady, Notify ticketFailed, TicketLog ticketLog = LogTicket);
     //! Shuts the client down first; the callback then unregisters itself.
     ~SteamSignIn();
 
@@ -63,6 +65,7 @@ private:
     FailureRow::Category m_category;
     Notify m_ticketReady;
     Notify m_ticketFailed;
+    TicketLog m_ticketLog;
     std::shared_ptr<SteamClient> m_client;
     // After the client: it unregisters through it.
     SteamCallback m_callback;

@@ -38,6 +38,8 @@ Emulator::Emulator(Seed seed, int port)
     , _social(_context)
     , _steam(_context)
     , _playfab(_context)
+    , _mailru(_context)
+    , _stone(_context)
     , _admin(_context)
     , _threads(2, kMaxThreads)
 {
@@ -71,10 +73,6 @@ EmulatorState& Emulator::state()
 
 void Emulator::addRoutes()
 {
-    auto notYet = [](HttpExchange& exchange) {
-        exchange.sendError(501, "Not implemented by the emulator yet: " + exchange.path());
-    };
-
     _router.add("GET", UrlLayout::WidgetSettings, [this](HttpExchange& e) { _widgetSettings.handle(e); });
     _router.add("POST", UrlLayout::ValidateJwt, [this](HttpExchange& e) { _jwtValidation.handle(e); });
     _router.add("POST", UrlLayout::GetAttributes, [this](HttpExchange& e) { _attributes.handleGet(e); });
@@ -97,11 +95,10 @@ void Emulator::addRoutes()
     _router.add("POST", UrlLayout::PlayfabSteamLogin, [this](HttpExchange& e) { _playfab.handleSteamLogin(e); });
     _router.add("GET", UrlLayout::PlayfabCrossAuth, [this](HttpExchange& e) { _playfab.handleCrossAuth(e); });
 
-    for (const char* pattern : {UrlLayout::MailruLogin, UrlLayout::StoneLogin, UrlLayout::StoneSetEmail})
-    {
-        for (const char* method : {"GET", "POST"})
-            _router.add(method, pattern, notYet);
-    }
+    _router.add("GET", UrlLayout::MailruLogin, [this](HttpExchange& e) { _mailru.handleLogin(e); });
+    _router.add("GET", UrlLayout::MailruLanding, [this](HttpExchange& e) { _mailru.handleLanding(e); });
+    _router.add("GET", UrlLayout::StoneLogin, [this](HttpExchange& e) { _stone.handleLogin(e); });
+    _router.add("POST", UrlLayout::StoneSetEmail, [this](HttpExchange& e) { _stone.handleSetEmail(e); });
 
     _router.add("GET", "/admin/token", [this](HttpExchange& e) { _admin.handleToken(e); });
     _router.add("GET", "/admin/config", [this](HttpExchange& e) { _admin.handleConfig(e); });

@@ -6,6 +6,7 @@
 #include "emulatorstate.h"
 #include "faultinjector.h"
 #include "jwtvalidationhandler.h"
+#include "mailruhandler.h"
 #include "oauthtokenhandler.h"
 #include "otphandler.h"
 #include "pageshandler.h"
@@ -16,6 +17,7 @@
 #include "seed.h"
 #include "socialhandler.h"
 #include "steamhandler.h"
+#include "stonehandler.h"
 #include "tokenissuer.h"
 #include "urllayout.h"
 #include "widgetsettingshandler.h"
@@ -69,6 +71,8 @@ private:
     SocialHandler _social;
     SteamHandler _steam;
     PlayfabHandler _playfab;
+    MailruHandler _mailru;
+    StoneHandler _stone;
     AdminHandler _admin;
     Router _router;
 

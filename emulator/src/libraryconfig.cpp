@@ -8,6 +8,14 @@ namespace NimblaEmulator {
 
 using Poco::JSON::Object;
 
+namespace {
+
+// The Stone launcher's library of this machine: the stand-in built beside the
+// emulator, or empty where the launcher brings its own (Windows).
+const std::string kStoneLauncherLibrary = NIMBLA_STONE_STANDIN_PATH;
+
+} // namespace
+
 Object::Ptr LibraryConfig::build(const Seed::Project& project, const UrlLayout& layout)
 {
     const std::string& id = project.id;
@@ -37,8 +45,10 @@ Object::Ptr LibraryConfig::build(const Seed::Project& project, const UrlLayout& 
     urls->set("playfabLoginUrl", layout.playfabUrl(UrlLayout::PlayfabLogin, id));
     urls->set("playfabCrossAuthUrl", projectUrl(UrlLayout::PlayfabCrossAuth) + "?playfab_id=%1&session_ticket=%2");
     urls->set("playfabSteamLoginUrl", layout.playfabUrl(UrlLayout::PlayfabSteamLogin, id));
-    urls->set("mailruLoginUrl", projectUrl(UrlLayout::MailruLogin));
-    urls->set("stoneLoginUrl", projectUrl(UrlLayout::StoneLogin));
+    // The game centre's user id and ticket, then the Stone launcher's service
+    // ticket, game id and user id, go in unencoded where the placeholders stand.
+    urls->set("mailruLoginUrl", projectUrl(UrlLayout::MailruLogin) + "?uid=%1&ticket=%2");
+    urls->set("stoneLoginUrl", projectUrl(UrlLayout::StoneLogin) + "?ticket=%1&game_id=%2&user_id=%3");
     urls->set("stoneSetEmailUrl", projectUrl(UrlLayout::StoneSetEmail));
     urls->set("validateJWTUrl", layout.url(UrlLayout::ValidateJwt));
     // The OTP goes in unencoded and may contain '&' or '=', so it must be the
@@ -58,6 +68,8 @@ Object::Ptr LibraryConfig::build(const Seed::Project& project, const UrlLayout& 
     config->set("oauth2Enabled", true);
     config->set("oauth2ClientId", project.clientId);
     config->set("authorizationTimeoutMs", 60000);
+    if (!kStoneLauncherLibrary.empty())
+        config->set("stoneLauncherLibrary", kStoneLauncherLibrary);
     config->set("network", network);
     // The stand-in Steam client built beside the emulator, so that a Steam
     // sign-in against the emulator finds a Steam client to talk to.

@@ -1,6 +1,7 @@
 #include "playfabhandler.h"
 
 #include "jsonbody.h"
+#include "steamticket.h"
 
 #include <Poco/JSON/Array.h>
 #include <Poco/URI.h>
@@ -47,18 +48,6 @@ void sendPlayfabError(HttpExchange& exchange, int status, const std::string& sta
 void sendInvalidParams(HttpExchange& exchange, const Complaints& details)
 {
     sendPlayfabError(exchange, 400, "BadRequest", "InvalidParams", 1000, "Invalid input parameters", details);
-}
-
-// Two hexadecimal digits a byte, either case, as the stand-in Steam client writes its tickets.
-std::optional<std::string> fromHex(const std::string& hex)
-{
-    if (hex.empty() || hex.size() % 2 != 0 ||
-        !std::all_of(hex.begin(), hex.end(), [](unsigned char c) { return std::isxdigit(c); }))
-        return std::nullopt;
-    std::string bytes;
-    for (std::size_t i = 0; i < hex.size(); i += 2)
-        bytes.push_back(static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16)));
-    return bytes;
 }
 
 } // namespace
@@ -140,7 +129,7 @@ void PlayfabHandler::handleSteamLogin(HttpExchange& exchange)
     }
     const bool createAccount = JsonBody::boolean(body, "CreateAccount").value_or(false);
     // The stand-in Steam client's ticket is the account key's bytes.
-    const std::optional<std::string> steamAccount = fromHex(*ticket);
+    const std::optional<std::string> steamAccount = SteamTicket::accountKey(*ticket);
     if (!steamAccount)
     {
         sendPlayfabError(exchange, 400, "BadRequest", "InvalidSteamTicket", 1010, "Steam API AuthenticateUserTicket error");
@@ -189,14 +178,15 @@ Seed::User PlayfabHandler::identity(const std::string& playFabId)
     // one that came from Steam has no e-mail.
     Seed::User user;
     user.login = seeded ? seeded->email : std::string();
-    user.sub = "playfab-" + playFabId;
+    user.sub = Seed::Playfab::subject(playFabId);
     const std::string steamAccount =
         seeded ? seeded->steamAccount : _directory.steamAccountOf(playFabId).value_or(std::string());
     user.username = !steamAccount.empty() ? steamAccount : user.login.substr(0, user.login.find('@'));
     user.publisherId = 12345;
     user.accessKey = "playfab-" + playFabId + "-access-key";
     user.externalAccountId = playFabId;
-    return user;
+    // With the e-mail the Steam e-mail endpoint stored, if any.
+    return _context.account(user);
 }
 
 void PlayfabHandler::handleCrossAuth(HttpExchange& exchange)

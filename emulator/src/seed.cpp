@@ -78,6 +78,19 @@ const Seed::PlayfabPlayer* Seed::Playfab::findById(const std::string& playFabId)
     return found == players.end() ? nullptr : &*found;
 }
 
+std::string Seed::Playfab::subject(const std::string& playFabId)
+{
+    return "playfab-" + playFabId;
+}
+
+const Seed::PlayfabPlayer* Seed::Playfab::findSteamPlayerBySubject(const std::string& sub) const
+{
+    const auto found = std::find_if(players.begin(), players.end(), [&](const PlayfabPlayer& player) {
+        return !player.steamAccount.empty() && player.user.empty() && subject(player.playFabId) == sub;
+    });
+    return found == players.end() ? nullptr : &*found;
+}
+
 const Seed::User* Seed::findAnyUser(const std::string& loginOrName) const
 {
     if (const User* user = findUser(loginOrName))
@@ -90,6 +103,36 @@ const Seed::User* Seed::findAnyUser(const std::string& loginOrName) const
     for (const auto& user : steamUsers)
     {
         if (!loginOrName.empty() && user.sub == loginOrName)
+            return &user;
+    }
+    return nullptr;
+}
+
+const Seed::MailruUser* Seed::findMailruUser(const std::string& uid) const
+{
+    for (const auto& user : mailruUsers)
+    {
+        if (user.uid == uid)
+            return &user;
+    }
+    return nullptr;
+}
+
+const Seed::StoneUser* Seed::findStoneUser(long long userId) const
+{
+    for (const auto& user : stoneUsers)
+    {
+        if (user.userId == userId)
+            return &user;
+    }
+    return nullptr;
+}
+
+const Seed::StoneUser* Seed::findStoneUserBySub(const std::string& sub) const
+{
+    for (const auto& user : stoneUsers)
+    {
+        if (user.account.sub == sub)
             return &user;
     }
     return nullptr;

@@ -48,6 +48,29 @@ public:
         std::string group = "primary"; // of the provider list: primary, secondary or other
     };
 
+    // An account of the Mail.Ru game centre: the user id and ticket that the
+    // game centre hands the launcher, and who they sign in as. Behaviours:
+    // "ordinary", "login-fails" (the login answers 500), "no-token" (its
+    // redirect carries no token), "target-fails" (the redirect target answers 503).
+    struct MailruUser
+    {
+        std::string uid;
+        std::string ticket;
+        std::string behaviour = "ordinary";
+        User account;
+    };
+
+    // An account of the Stone launcher: the user id and service ticket that
+    // the launcher's library gives, and who they sign in as (with or without
+    // an e-mail login). Behaviours: "ordinary", "no-token" (a redirect without a token).
+    struct StoneUser
+    {
+        long long userId = 0;
+        std::string ticket;
+        std::string behaviour = "ordinary";
+        User account;
+    };
+
     struct Otp
     {
         std::string otp;
@@ -80,6 +103,10 @@ public:
         const PlayfabPlayer* findByEmail(const std::string& email) const;
         const PlayfabPlayer* findBySteamAccount(const std::string& steamAccount) const;
         const PlayfabPlayer* findById(const std::string& playFabId) const;
+        // The "sub" of a player that the cross-auth signs in with its own identity.
+        static std::string subject(const std::string& playFabId);
+        // The seeded player with its own identity of that "sub", linked to a Steam account.
+        const PlayfabPlayer* findSteamPlayerBySubject(const std::string& sub) const;
     };
 
     std::string defaultProject;
@@ -90,6 +117,8 @@ public:
     std::vector<User> socialUsers;
     // Steam accounts: "login" is the account's e-mail, empty for an account without one.
     std::vector<User> steamUsers;
+    std::vector<MailruUser> mailruUsers;
+    std::vector<StoneUser> stoneUsers;
     std::vector<Otp> otps;
     Playfab playfab;
 
@@ -100,6 +129,9 @@ public:
     const User* findSteamUser(const std::string& ticket) const;
     // Password accounts first, then social accounts, then Steam accounts (also by "sub").
     const User* findAnyUser(const std::string& loginOrName) const;
+    const MailruUser* findMailruUser(const std::string& uid) const;
+    const StoneUser* findStoneUser(long long userId) const;
+    const StoneUser* findStoneUserBySub(const std::string& sub) const;
 };
 
 } // namespace NimblaEmulator

@@ -25,6 +25,8 @@ const std::set<std::string> kSocialBehaviours = {"ordinary", "invalid-token", "n
 const std::set<std::string> kSteamBehaviours = {"ordinary", "no-token", "wrong-state", "no-state"};
 const std::set<std::string> kSocialLinkShapes = {"groups", "empty", "missing"};
 const std::set<std::string> kSocialGroups = {"primary", "secondary", "other"};
+const std::set<std::string> kMailruBehaviours = {"ordinary", "login-fails", "no-token", "target-fails"};
+const std::set<std::string> kStoneBehaviours = {"ordinary", "no-token"};
 const std::set<std::string> kOtpOutcomes = {
     "jwt", "oauth2", "access-token-only", "jwt-and-oauth2", "not-json", "error"};
 
@@ -129,20 +131,58 @@ Seed::Project readProject(const Object::Ptr& object, const std::string& where)
     return project;
 }
 
-Seed::User readUser(const Object::Ptr& object, const std::string& where, bool social)
+// Who an account signs in as: the claims of its tokens.
+Seed::User readIdentity(const Object::Ptr& object, const std::string& where)
 {
     Seed::User user;
     user.login = stringField(object, "login", where);
-    user.password = stringField(object, "password", where, !social);
     user.sub = stringField(object, "sub", where, false, user.login);
+    if (user.sub.empty())
+        throw SeedError(where + ": an account without \"login\" needs a \"sub\"");
     user.username = stringField(object, "username", where, false);
     user.publisherId = integerField(object, "publisherId", where, false, 0);
     user.accessKey = stringField(object, "accessKey", where, false);
     user.externalAccountId = stringField(object, "externalAccountId", where, false);
-    user.behaviour = stringField(object, "behaviour", where, false, "ordinary");
-    const auto& allowed = social ? kSocialBehaviours : kUserBehaviours;
-    if (allowed.count(user.behaviour) == 0)
-        throw SeedError(where + ": unknown \"behaviour\" \"" + user.behaviour + "\"");
+    return user;
+}
+
+std::string behaviourField(const Object::Ptr& object, const std::string& where, const std::set<std::string>& allowed)
+{
+    const std::string behaviour = stringField(object, "behaviour", where, false, "ordinary");
+    if (allowed.count(behaviour) == 0)
+        throw SeedError(where + ": unknown \"behaviour\" \"" + behaviour + "\"");
+    return behaviour;
+}
+
+Seed::MailruUser readMailruUser(const Object::Ptr& object, const std::string& where)
+{
+    Seed::MailruUser user;
+    user.uid = stringField(object, "uid", where);
+    if (user.uid.empty())
+        throw SeedError(where + ": \"uid\" must not be empty");
+    user.ticket = stringField(object, "ticket", where);
+    user.behaviour = behaviourField(object, where, kMailruBehaviours);
+    user.account = readIdentity(object, where);
+    return user;
+}
+
+Seed::StoneUser readStoneUser(const Object::Ptr& object, const std::string& where)
+{
+    Seed::StoneUser user;
+    user.userId = integerField(object, "userId", where, true, 0);
+    if (user.userId < -0x7fffffffLL - 1 || user.userId > 0x7fffffff)
+        throw SeedError(where + ": \"userId\" must be a 32-bit integer");
+    user.ticket = stringField(object, "ticket", where);
+    user.behaviour = behaviourField(object, where, kStoneBehaviours);
+    user.account = readIdentity(object, where);
+    return user;
+}
+
+Seed::User readUser(const Object::Ptr& object, const std::string& where, bool social)
+{
+    Seed::User user = readIdentity(object, where);
+    user.password = stringField(object, "password", where, !social);
+    user.behaviour = behaviourField(object, where, social ? kSocialBehaviours : kUserBehaviours);
     if (social)
     {
         user.provider = stringField(object, "provider", where);
@@ -298,6 +338,15 @@ Seed SeedLoader::fromText(const std::string& text)
         for (std::size_t i = 0; i < steamUsers->size(); ++i)
             seed.steamUsers.push_back(
                 readSteamUser(objectAt(steamUsers, i, entryName("steamUsers", i)), entryName("steamUsers", i)));
+        const Array::Ptr mailruUsers = arrayField(root, "mailruUsers", false);
+        for (std::size_t i = 0; i < mailruUsers->size(); ++i)
+            seed.mailruUsers.push_back(readMailruUser(objectAt(mailruUsers, i, entryName("mailruUsers", i)),
+                                                      entryName("mailruUsers", i)));
+
+        const Array::Ptr stoneUsers = arrayField(root, "stoneUsers", false);
+        for (std::size_t i = 0; i < stoneUsers->size(); ++i)
+            seed.stoneUsers.push_back(readStoneUser(objectAt(stoneUsers, i, entryName("stoneUsers", i)),
+                                                    entryName("stoneUsers", i)));
 
         const Array::Ptr otps = arrayField(root, "otps", false);
         for (std::size_t i = 0; i < otps->size(); ++i)
@@ -353,6 +402,19 @@ Seed SeedLoader::fromText(const std::string& text)
     for (const auto& otp : seed.otps)
         names.push_back(otp.otp);
     checkUnique(names, "otp");
+    names.clear();
+    for (const auto& user : seed.mailruUsers)
+        names.push_back(user.uid);
+    checkUnique(names, "Mail.Ru uid");
+    names.clear();
+    for (const auto& user : seed.stoneUsers)
+        names.push_back(std::to_string(user.userId));
+    checkUnique(names, "Stone userId");
+    names.clear();
+    // A set e-mail address is kept by "sub".
+    for (const auto& user : seed.stoneUsers)
+        names.push_back(user.account.sub);
+    checkUnique(names, "Stone account sub");
 
     std::vector<std::string> playFabIds, emails, steamAccounts;
     for (const auto& player : seed.playfab.players)

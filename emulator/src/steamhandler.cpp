@@ -1,6 +1,7 @@
 #include "steamhandler.h"
 
 #include "jsonbody.h"
+#include "steamticket.h"
 
 #include <Poco/URI.h>
 
@@ -17,18 +18,6 @@ bool isDecimal(const std::string& text)
     return !text.empty() && std::all_of(text.begin(), text.end(), [](unsigned char c) { return std::isdigit(c); });
 }
 
-// Two hexadecimal digits a byte, either case; nothing when the text is not that.
-std::optional<std::string> fromHex(const std::string& hex)
-{
-    if (hex.empty() || hex.size() % 2 != 0 ||
-        !std::all_of(hex.begin(), hex.end(), [](unsigned char c) { return std::isxdigit(c); }))
-        return std::nullopt;
-    std::string bytes;
-    for (std::size_t i = 0; i < hex.size(); i += 2)
-        bytes.push_back(static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16)));
-    return bytes;
-}
-
 } // namespace
 
 SteamHandler::SteamHandler(const EmulatorContext& context)
@@ -43,7 +32,7 @@ const Seed::User* SteamHandler::ticketAccount(HttpExchange& exchange) const
         exchange.sendError(400, "\"app_id\" must be a Steam application id (decimal digits)");
         return nullptr;
     }
-    const std::optional<std::string> ticket = fromHex(exchange.query("ticket").value_or(std::string()));
+    const std::optional<std::string> ticket = SteamTicket::accountKey(exchange.query("ticket").value_or(std::string()));
     if (!ticket)
     {
         exchange.sendError(400, "\"ticket\" must be a session ticket in hexadecimal");
@@ -140,7 +129,9 @@ void SteamHandler::handleSetEmail(HttpExchange& exchange) const
     }
     const std::string sub = payload->optValue<std::string>("sub", std::string());
     const auto& steamUsers = _context.seed().steamUsers;
-    if (std::none_of(steamUsers.begin(), steamUsers.end(), [&](const Seed::User& user) { return user.sub == sub; }))
+    // A seeded PlayFab player that signs in with Steam gives its e-mail here too.
+    if (std::none_of(steamUsers.begin(), steamUsers.end(), [&](const Seed::User& user) { return user.sub == sub; }) &&
+        !_context.seed().playfab.findSteamPlayerBySubject(sub))
     {
         exchange.sendError(403, "The token does not belong to a Steam account");
         return;

@@ -26,6 +26,7 @@ public:
     static constexpr const char* PlayfabCrossAuth = "/projects/{project}/playfab/cross-auth";
     static constexpr const char* PlayfabSteamLogin = "/projects/{project}/playfab/steam/login";
     static constexpr const char* MailruLogin = "/projects/{project}/mailru/login";
+    static constexpr const char* MailruLanding = "/projects/{project}/mailru/landing";
     static constexpr const char* StoneLogin = "/projects/{project}/stone/login";
     static constexpr const char* StoneSetEmail = "/projects/{project}/stone/email";
     static constexpr const char* ValidateJwt = "/jwt/validate";

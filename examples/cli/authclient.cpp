@@ -11,6 +11,7 @@
 #include "sessions/socialnetworksession.h"
 #include "sessions/steamoauthsession.h"
 #include "sessions/steamsession.h"
+#include "sessions/stonesession.h"
 
 #include <QCoreApplication>
 #include <QJsonArray>
@@ -128,8 +129,9 @@ void AuthClient::_start(const SignInMethod &method, const SignInInput &input)
         if (!m_manager->isAutologin() && !m_manager->CurrentSession())
             _fail(_failureCode(), QStringLiteral("the one-time password was not accepted"));
     });
+    // Nothing remembered or left is the service's answer; anything else is what the command line lacks.
     if (!method.start(*m_manager, input))
-        _fail(Refused, QString::fromUtf8(method.nothingToStart));
+        _fail(method.kind == SignInMethod::Startup ? Refused : BadUsage, QString::fromUtf8(method.nothingToStart));
 }
 
 void AuthClient::_watchSession()
@@ -156,6 +158,8 @@ void AuthClient::_watchSession()
         watchEmail(steam, this, refused);
     else if (auto *steamOAuth = qobject_cast<SteamOAuthSession *>(session))
         watchEmail(steamOAuth, this, refused);
+    else if (auto *stone = qobject_cast<StoneSession *>(session))
+        watchEmail(stone, this, refused);
 }
 
 void AuthClient::_signedIn(AbstractSession *session)

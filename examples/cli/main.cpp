@@ -27,7 +27,7 @@ namespace {
 
 const char Commands[] = "Commands:\n"
                         "  login --method M [--login L] [--provider P] [--app-id ID] [--remember] [--password-stdin]\n"
-                        "        [--attributes]\n"
+                        "        [--uid U --ticket T] [--attributes]\n"
                         "                sign in; the password (or, for jwt, the token) is read from the\n"
                         "                terminal without echo, or from standard input with --password-stdin\n"
                         "  restore       sign in again from the remembered session\n"
@@ -88,9 +88,15 @@ int main(int argc, char *argv[])
                                             QStringLiteral("title"));
     const QCommandLineOption appIdOption(
             QStringLiteral("app-id"),
-            QStringLiteral("The game's id at the platform, for steam and steam-oauth; default with --emulator: the "
-                           "stand-in Steam client's."),
+            QStringLiteral("The game's id at the platform, for steam, steam-oauth and stone; default with "
+                           "--emulator: the stand-ins'."),
             QStringLiteral("id"));
+    const QCommandLineOption uidOption(QStringLiteral("uid"),
+                                       QStringLiteral("For mailru: the user id the game centre handed the launcher."),
+                                       QStringLiteral("id"));
+    const QCommandLineOption ticketOption(QStringLiteral("ticket"),
+                                          QStringLiteral("For mailru: the ticket the game centre handed the launcher."),
+                                          QStringLiteral("ticket"));
     const QCommandLineOption attributesOption(
             QStringLiteral("attributes"),
             QStringLiteral("After the sign-in, write an attribute of the player and read it back."));
@@ -115,7 +121,7 @@ int main(int argc, char *argv[])
             QStringLiteral("otp"),
             QStringLiteral("The same as login --method otp; with --emulator, a fresh one-time password is left first."));
     parser.addOptions({configOption, emulatorOption, dataOption, methodOption, loginOption, providerOption,
-                       appIdOption, attributesOption, rememberOption, passwordStdinOption, jsonOption, timeoutOption, verboseOption,
+                       appIdOption, uidOption, ticketOption, attributesOption, rememberOption, passwordStdinOption, jsonOption, timeoutOption, verboseOption,
                        systemBrowserOption, followRedirectsOption, restoreOption, otpOption});
     if (!parser.parse(QCoreApplication::arguments()))
         return usage(parser.errorText());
@@ -187,8 +193,10 @@ int main(int argc, char *argv[])
         input.provider = parser.value(providerOption);
     if (parser.isSet(appIdOption))
         input.appId = parser.value(appIdOption);
-    if (command == QLatin1String("login") && method->kind == SignInMethod::Platform && input.appId.isEmpty())
-        return usage(QStringLiteral("%1 needs --app-id").arg(methodName));
+    if (parser.isSet(uidOption))
+        input.uid = parser.value(uidOption);
+    if (parser.isSet(ticketOption))
+        input.ticket = parser.value(ticketOption);
     // What the method needs typed, unless the emulator's player brings it.
     QString *secret = nullptr;
     if (command == QLatin1String("login") && method->asksForPassword() && input.password.isEmpty())

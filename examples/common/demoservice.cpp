@@ -30,19 +30,24 @@ QString DemoService::configPath() const
     return m_workspace.filePath(QStringLiteral("launcher.json"));
 }
 
-QString DemoService::standInAppId()
+SignInInput DemoService::platformPlayer()
 {
-    return QStringLiteral("700100");
+    SignInInput player;
+    // Any id will do for the stand-in Steam client and Stone launcher.
+    player.appId = QStringLiteral("700100");
+    // What the game centre hands the launcher for the emulator's game-centre player.
+    player.uid = QStringLiteral("mailru-1001");
+    player.ticket = QStringLiteral("mailru-ticket-1001");
+    return player;
 }
 
 SignInInput DemoService::player()
 {
-    SignInInput player;
+    SignInInput player = platformPlayer();
     player.login = QStringLiteral("alice@example.com");
     player.password = QStringLiteral("alice-password");
     player.jwt = m_emulator.token(player.login);
     player.provider = QStringLiteral("testbook");
-    player.appId = standInAppId();
     return player;
 }
 

@@ -22,8 +22,9 @@ public:
     bool start(const QString &emulator, const QDir &data);
     QString configPath() const;
 
-    //! The game's application id at the stand-in Steam client built beside the emulator.
-    static QString standInAppId();
+    //! What the stand-in platform libraries and the emulator's game-centre player need: the game's id, the
+    //! game centre's user id and ticket.
+    static SignInInput platformPlayer();
 
     //! The emulator's default player, with a fresh token.
     SignInInput player();

@@ -66,6 +66,28 @@ const QVector<SignInMethod> &SignInMethod::all()
              return true;
          },
          nullptr},
+        {"mailru", "The Mail.Ru game centre", Platform,
+         [](AuthManager &manager, const SignInInput &input) {
+             if (input.uid.isEmpty() || input.ticket.isEmpty())
+                 return false;
+             manager.loginViaMail(input.uid, input.ticket);
+             return true;
+         },
+         "the game centre's user id and ticket are not known; give --uid and --ticket"},
+        {"stone", "The Stone launcher", Platform,
+         [](AuthManager &manager, const SignInInput &input) {
+             if (input.appId.isEmpty())
+                 return false;
+             manager.loginViaStone(input.appId);
+             return true;
+         },
+         "the game's id at the Stone launcher is not known; give --app-id"},
+        {"steam-playfab", "Steam, through PlayFab", Platform,
+         [](AuthManager &manager, const SignInInput &) {
+             manager.loginViaSteamToPlayfab();
+             return true;
+         },
+         nullptr},
         {"restore", "The remembered session", Startup,
          [](AuthManager &manager, const SignInInput &) { return manager.tryAutoLogin(); },
          "there is no remembered session; sign in with --remember first"},

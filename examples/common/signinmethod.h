@@ -16,7 +16,9 @@ struct SignInInput
     QString jwt;          //!< a ready token; empty: the one the launcher keeps in its settings
     QString provider;     //!< a social provider's title, for the OAuth2 social sign-in
     QString providerLink; //!< that provider's login page, for the plain social sign-in
-    QString appId;        //!< the game's id at a platform, for the platform sign-ins
+    QString appId;        //!< the game's id at a platform (Steam, Stone), for the platform sign-ins
+    QString uid;          //!< the user id the game centre handed the launcher
+    QString ticket;       //!< the ticket the game centre handed the launcher
 };
 
 /*

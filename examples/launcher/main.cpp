@@ -36,10 +36,16 @@ int main(int argc, char *argv[])
             QStandardPaths::writableLocation(QStandardPaths::AppLocalDataLocation) + QStringLiteral("/emulator"));
     const QCommandLineOption appIdOption(
             QStringLiteral("app-id"),
-            QStringLiteral("The game's id at the platform, for the Steam sign-ins; default with the emulator: the "
-                           "stand-in Steam client's."),
+            QStringLiteral("The game's id at the platform, for the Steam and Stone sign-ins; default with the "
+                           "emulator: the stand-ins'."),
             QStringLiteral("id"));
-    parser.addOptions({configOption, emulatorOption, dataOption, appIdOption});
+    const QCommandLineOption uidOption(QStringLiteral("uid"),
+                                       QStringLiteral("The user id the Mail.Ru game centre started the launcher with."),
+                                       QStringLiteral("id"));
+    const QCommandLineOption ticketOption(QStringLiteral("ticket"),
+                                          QStringLiteral("The ticket the Mail.Ru game centre started the launcher with."),
+                                          QStringLiteral("ticket"));
+    parser.addOptions({configOption, emulatorOption, dataOption, appIdOption, uidOption, ticketOption});
     parser.process(app);
 
     // The library's texts in the player's language.
@@ -57,8 +63,15 @@ int main(int argc, char *argv[])
     }
 
     NimblaSDK::registerQmlTypes();
-    OtherSignInMethods otherMethods(parser.isSet(appIdOption) || !config.isEmpty() ? parser.value(appIdOption)
-                                                                                    : DemoService::standInAppId());
+    // The emulator's game-centre and platform players, unless the command line names others.
+    SignInInput platform = config.isEmpty() ? emulator.player() : SignInInput();
+    if (parser.isSet(appIdOption))
+        platform.appId = parser.value(appIdOption);
+    if (parser.isSet(uidOption))
+        platform.uid = parser.value(uidOption);
+    if (parser.isSet(ticketOption))
+        platform.ticket = parser.value(ticketOption);
+    OtherSignInMethods otherMethods(platform);
     QQmlApplicationEngine engine;
     engine.rootContext()->setContextProperty(QStringLiteral("otherMethods"), &otherMethods);
     engine.load(QUrl(QStringLiteral("qrc:/launcher/main.qml")));

@@ -1,7 +1,6 @@
 #include "othersigninmethods.h"
 
 #include "authmanager.h"
-#include "signinmethod.h"
 
 namespace {
 
@@ -13,9 +12,9 @@ bool hasOwnPlace(const SignInMethod &method)
 
 } // namespace
 
-OtherSignInMethods::OtherSignInMethods(const QString &appId, QObject *parent)
+OtherSignInMethods::OtherSignInMethods(const SignInInput &platform, QObject *parent)
     : QObject(parent)
-    , m_appId(appId)
+    , m_platform(platform)
 {
 }
 
@@ -35,9 +34,8 @@ QString OtherSignInMethods::start(NimblaSDK::AuthManager *manager, const QString
     const SignInMethod *method = SignInMethod::find(name);
     if (!manager || !method)
         return tr("There is no such sign-in method.");
-    SignInInput input;
+    SignInInput input = m_platform;
     input.login = login;
     input.password = password;
-    input.appId = m_appId;
     return method->start(*manager, input) ? QString() : QString::fromUtf8(method->nothingToStart);
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "signinmethod.h"
+
 #include <QObject>
 #include <QVariantList>
 
@@ -19,8 +21,8 @@ class OtherSignInMethods : public QObject
     Q_PROPERTY(QVariantList buttons READ buttons CONSTANT)
 
 public:
-    //! \a appId: the game's id at a platform, for the platform sign-ins.
-    explicit OtherSignInMethods(const QString &appId, QObject *parent = nullptr);
+    //! \a platform: what the platform sign-ins need (the game's id there, the game centre's user id and ticket).
+    explicit OtherSignInMethods(const SignInInput &platform, QObject *parent = nullptr);
 
     QVariantList buttons() const;
     //! Starts the method \a name with what the form holds; empty, or why there was nothing to start.
@@ -28,5 +30,5 @@ public:
                               const QString &password) const;
 
 private:
-    QString m_appId;
+    SignInInput m_platform;
 };

@@ -128,8 +128,22 @@ void TestNimblaAuth::exitCodes_data()
                                      << QByteArray() << QJsonObject() << 0
                                      << "Signed in\n  login:       ivan-steam@example.com\n"
                                         "  user name:   Ivan the Steam player\n";
+    // No application id: PlayFab's player is the Steam account's, here a new one.
+    QTest::newRow("signed-in-steam-playfab") << QStringList{"login", "--method", "steam-playfab"} << QByteArray()
+                                             << QJsonObject() << 0 << "Signed in\n  login:       \n  user name:   steam-ivan\n";
     QTest::newRow("bad-usage-steam-without-app-id") << QStringList{"login", "--method", "steam"} << QByteArray()
-                                                    << QJsonObject() << 2 << "nimbla-auth: steam needs --app-id";
+                                                    << QJsonObject() << 2
+                                                    << "nimbla-auth: the game's Steam application id is not known; "
+                                                       "give --app-id";
+    QTest::newRow("signed-in-mailru")
+            << QStringList{"login", "--method", "mailru", "--uid", "mailru-1001", "--ticket", "mailru-ticket-1001"}
+            << QByteArray() << QJsonObject() << 0 << "Signed in\n  login:       ivan-mailru@example.com\n";
+    // The stand-in Stone launcher's default player.
+    QTest::newRow("signed-in-stone") << QStringList{"login", "--method", "stone", "--app-id", "4242"} << QByteArray()
+                                     << QJsonObject() << 0 << "Signed in\n  login:       mike-stone@example.com\n";
+    QTest::newRow("bad-usage-mailru-without-ticket") << QStringList{"login", "--method", "mailru", "--uid", "mailru-1001"}
+                                                     << QByteArray() << QJsonObject() << 2
+                                                     << "nimbla-auth: the game centre's user id and ticket are not known";
     QTest::newRow("bad-usage-no-browser") << QStringList{"login", "--method", "social-oauth"} << QByteArray()
                                           << QJsonObject() << 2 << "nimbla-auth: no browser would open http";
     QTest::newRow("refused-wrong-password") << oauthPassword << QByteArray("not-her-password\n") << QJsonObject() << 1

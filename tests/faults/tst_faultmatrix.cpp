@@ -3,19 +3,23 @@
 #include "authmanager.h"
 #include "jwt/jwtchecker.h"
 #include "jwt/nimblaloginjwtvalidator.h"
+#include "sessions/mailrusession.h"
 #include "sessions/nimblaloginoauthsession.h"
 #include "sessions/nimblaloginsession.h"
 #include "sessions/playfabloginsession.h"
 #include "sessions/socialnetworkoauthsession.h"
 #include "sessions/socialnetworksession.h"
 #include "sessions/steamoauthsession.h"
+#include "sessions/steamplayfabsession.h"
 #include "sessions/steamsession.h"
+#include "sessions/stonesession.h"
 #include "storage/otpexchanger.h"
 
 #include "emulatorfixture.h"
 #include "httpapirequester.h"
 #include "napplication.h"
 #include "simulatedbrowser.h"
+#include "steamstandin.h"
 
 #include <QElapsedTimer>
 #include <QTcpServer>
@@ -61,6 +65,12 @@ enum class Operation {
     SteamSetEmail,
     PlayfabLogin,
     PlayfabCrossAuth,
+    MailRuLogin,
+    MailRuRedirect,
+    StoneLogin,
+    SteamPlayfabLogin,
+    SteamPlayfabCrossAuth,
+    SteamPlayfabSetEmail,
 };
 
 // A regular expression for an outcome that is written out literally.
@@ -101,6 +111,9 @@ QList<Row> rows()
         };
     };
     const QString attributesRefused = literal(" Error description: Host requires authentication");
+    // The game-centre sign-in shows the reply's own error text, whatever the answer says.
+    const QString httpUnauthorized = literal("error: Host requires authentication");
+    const QString stoneFailed = QStringLiteral("Login failed. Can't get login information.");
 
     return {
         // Not JSON, or no known key: the project logs in directly.
@@ -146,14 +159,30 @@ QList<Row> rows()
         // Any answer without a network error is a stored address.
         {"steam-set-email", Operation::SteamSetEmail, "steamSetEmailUrl", always("sendEmailFinished: false"),
          literal("sendEmailFinished: false"), literal("sendEmailFinished: true")},
-        // PlayFab's "errorMessage" is the only text the player sees, and a failure
-        // that PlayFab did not answer has none. An answer without "data" goes on to
-        // the cross-auth with an empty ticket, which the service refuses.
-        {"playfab-login", Operation::PlayfabLogin, "playfabLoginUrl", always("error: "), literal("error: "),
-         literal("error: Unknown or expired session ticket")},
+        // PlayFab's "errorMessage" is what the player sees; a failure that PlayFab
+        // did not explain is told by the network's words. An answer without "data"
+        // goes on to the cross-auth with an empty ticket, which the service refuses.
+        {"playfab-login", Operation::PlayfabLogin, "playfabLoginUrl", sessionError,
+         literal("error: Host requires authentication"), literal("error: Unknown or expired session ticket")},
         // A redirect without "token" or "error" says nothing.
         {"playfab-cross-auth", Operation::PlayfabCrossAuth, "playfabCrossAuthUrl", sessionError,
          literal("error: Host requires authentication"), literal("error: ")},
+        // A 200 without a redirect leaves no address to fetch next.
+        {"mailru-login", Operation::MailRuLogin, "mailruLoginUrl", sessionError, httpUnauthorized,
+         literal("error: Protocol \"\" is unknown")},
+        // Any answer of the redirect target without a network error finishes the sign-in.
+        {"mailru-redirect", Operation::MailRuRedirect, "mailruLoginUrl", sessionError, httpUnauthorized,
+         literal("loginFinished")},
+        // An answer without a redirect carries no token.
+        {"stone-login", Operation::StoneLogin, "stoneLoginUrl", always("error: " + stoneFailed),
+         literal("error: " + stoneFailed), literal("error: " + stoneFailed)},
+        // The stand-in's Steam account is new to PlayFab, which creates its player.
+        {"steam-playfab-login", Operation::SteamPlayfabLogin, "playfabSteamLoginUrl", sessionError,
+         literal("error: Host requires authentication"), literal("error: Unknown or expired session ticket")},
+        {"steam-playfab-cross-auth", Operation::SteamPlayfabCrossAuth, "playfabCrossAuthUrl", sessionError,
+         literal("error: Host requires authentication"), literal("error: ")},
+        {"steam-playfab-set-email", Operation::SteamPlayfabSetEmail, "steamSetEmailUrl",
+         always("sendEmailFinished: false"), literal("sendEmailFinished: false"), literal("sendEmailFinished: true")},
     };
 }
 
@@ -253,7 +282,8 @@ Session *steamSession(Recorder &recorder, QObject *owner)
     QObject::connect(session, &Session::sendEmailFinished, &recorder, [&recorder](bool success) {
         recorder.record(QStringLiteral("sendEmailFinished: ") + (success ? "true" : "false"));
     });
-    session->setSteamAppId(QStringLiteral("700100"));
+    if constexpr (SteamStandIn::HasSteamAppId<Session>::value)
+        session->setSteamAppId(QStringLiteral("700100"));
     return session;
 }
 
@@ -361,12 +391,20 @@ void TestFaultMatrix::cell()
         urls.insert("widgetSettingsUrl",
                     emulatorAddress("widgetSettingsUrl").replace("nimbla-demo-project", "nimbla-direct-project"));
     const QString address = emulatorAddress(urlKey.toLatin1().constData());
+    // The emulator's Mail.Ru login sends the session on to the address in its
+    // "landing" query item: that one fails for the redirect's row.
+    const QString faulty = operation == Operation::MailRuRedirect
+            ? address.section(QLatin1Char('?'), 0, 0).replace(QLatin1String("/login"), QLatin1String("/landing"))
+            : address;
     // By port: PlayFab's hosts are spelt in their own way.
-    if (fault.isEmpty())
-        urls.insert(urlKey, QString(address).replace(QStringLiteral(":%1/").arg(m_emulator.baseUrl().port()),
-                                                     QStringLiteral(":%1/").arg(m_closedPort)));
-    else
-        m_emulator.injectFault(QUrl(address.section(QLatin1Char('?'), 0, 0)), fault);
+    const QString closed = QString(faulty).replace(QStringLiteral(":%1/").arg(m_emulator.baseUrl().port()),
+                                                   QStringLiteral(":%1/").arg(m_closedPort));
+    if (operation == Operation::MailRuRedirect)
+        urls.insert(urlKey, address + "&landing=" + (fault.isEmpty() ? closed : faulty));
+    else if (fault.isEmpty())
+        urls.insert(urlKey, closed);
+    if (!fault.isEmpty())
+        m_emulator.injectFault(QUrl(faulty.section(QLatin1Char('?'), 0, 0)), fault);
     // An account name of its own keeps the password sessions away from the other tests' saved accounts.
     QVERIFY(m_emulator.loadConfig({{"appAccountName", "FaultMatrixTests"},
                                    {"network", QJsonObject{{"requestTimeoutMs", RequestTimeout}}},
@@ -521,6 +559,31 @@ void TestFaultMatrix::start(Operation operation, const QString &jwt, Recorder &r
         break;
     case Operation::SteamSetEmail:
         steamSession<SteamSession>(recorder, owner)->sendEmail(QStringLiteral("ivan-steam@example.com"));
+        break;
+    case Operation::MailRuLogin:
+    case Operation::MailRuRedirect: {
+        auto *session = new MailRuSession(owner);
+        recordSession(session, recorder);
+        session->setUid(QStringLiteral("mailru-1001"));
+        session->setTicked(QStringLiteral("mailru-ticket-1001"));
+        session->tryLogin();
+        break;
+    }
+    case Operation::StoneLogin: {
+        // The stand-in launcher library of the emulator's configuration, with its own player.
+        auto *session = new StoneSession(owner, QStringLiteral("4242"));
+        recordSession(session, recorder);
+        QObject::connect(session, &StoneSession::needSendEmail, &recorder,
+                         [&recorder] { recorder.record(QStringLiteral("needSendEmail")); });
+        session->tryLogin();
+        break;
+    }
+    case Operation::SteamPlayfabLogin:
+    case Operation::SteamPlayfabCrossAuth:
+        steamSession<SteamPlayfabSession>(recorder, owner)->tryLogin();
+        break;
+    case Operation::SteamPlayfabSetEmail:
+        steamSession<SteamPlayfabSession>(recorder, owner)->sendEmail(QStringLiteral("ivan-steam@example.com"));
         break;
     }
 }

@@ -115,6 +115,6 @@ private:
         return nullptr;
     }
 
-    OtherSignInMethods m_methods{DemoService::standInAppId()};
+    OtherSignInMethods m_methods{DemoService::platformPlayer()};
     QQmlApplicationEngine m_engine;
 };

@@ -34,6 +34,7 @@ private Q_SLOTS:
     void refusals();
     void signInWithSocialProvider_data();
     void signInWithSocialProvider();
+    void signInWithOtherMethod_data();
     void signInWithOtherMethod();
     void logOut();
     void rememberedAtNextStart();
@@ -190,16 +191,39 @@ void TestLauncher::signInWithSocialProvider()
              oauth2 ? "NimblaSDK::SocialNetworkOAuthSession" : "NimblaSDK::SocialNetworkSession");
 }
 
+void TestLauncher::signInWithOtherMethod_data()
+{
+    QTest::addColumn<QString>("method");
+    QTest::addColumn<QString>("title");
+    QTest::addColumn<QString>("userName");
+
+    // The ready token is the one the launcher keeps in its settings; the platform players are the
+    // stand-in libraries' and the emulator's game-centre player.
+    QTest::newRow("jwt") << "jwt" << "Sign in with the saved token" << "alice";
+    QTest::newRow("steam") << "steam" << "Steam" << "Ivan the Steam player";
+    QTest::newRow("steam-oauth") << "steam-oauth" << "Steam, over OAuth2" << "Ivan the Steam player";
+    QTest::newRow("playfab") << "playfab" << "PlayFab e-mail and password" << "alice";
+    // PlayFab makes a player of the stand-in's Steam account, named by its key.
+    QTest::newRow("steam-playfab") << "steam-playfab" << "Steam, through PlayFab" << "steam-ivan";
+    QTest::newRow("mailru") << "mailru" << "The Mail.Ru game centre" << "ivan";
+    QTest::newRow("stone") << "stone" << "The Stone launcher" << "mike";
+}
+
 void TestLauncher::signInWithOtherMethod()
 {
-    // The ready token that the launcher keeps in its settings.
+    QFETCH(QString, method);
+    QFETCH(QString, title);
+    QFETCH(QString, userName);
     NimblaSDK::NApplication::instance().settingsManager()->setJWT(m_emulator.token("alice@example.com"));
     const auto launcher = start();
     QVERIFY(launcher);
-    QCOMPARE(launcher->text("method:jwt"), QStringLiteral("Sign in with the saved token"));
-    QVERIFY(launcher->click("method:jwt"));
+    // PlayFab takes the form's e-mail and password.
+    QVERIFY(launcher->type("loginField", QStringLiteral("alice@example.com")));
+    QVERIFY(launcher->type("passwordField", QStringLiteral("alice-password")));
+    QCOMPARE(launcher->text("method:" + method), title);
+    QVERIFY(launcher->click("method:" + method));
     QTRY_VERIFY_WITH_TIMEOUT(launcher->shows("signedInPage"), SignInMs);
-    QCOMPARE(launcher->text("userNameValue"), QStringLiteral("alice"));
+    QCOMPARE(launcher->text("userNameValue"), userName);
 }
 
 void TestLauncher::logOut()

@@ -62,7 +62,8 @@ void TestQmlRegistration::sessionsAreUncreatable_data()
     QTest::addColumn<QString>("type");
     for (const char *type : {"AbstractSession", "AbstactOAuthSession", "NimblaLoginSession", "NimblaLoginOAuthSession",
                              "JwtLoginSession", "SocialNetworkSession", "SocialNetworkOAuthSession", "SteamSession",
-                             "SteamOAuthSession", "PlayfabLoginSession"})
+                             "SteamOAuthSession", "PlayfabLoginSession",
+                             "MailRuSession", "StoneSession", "SteamPlayfabSession"})
         QTest::newRow(type) << QString::fromLatin1(type);
 }
 

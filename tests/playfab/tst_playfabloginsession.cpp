@@ -38,7 +38,7 @@ struct Failure
     QString login, password;
     QString faultOn; //!< the URL key a fault is aimed at
     QJsonObject fault;
-    QString errorText; //!< %1: the cross-auth URL as requested
+    QString errorText; //!< %1: the cross-auth URL as requested, %2: the PlayFab login URL
     QString report;    //!< title | details
     QStringList criticals;
 };
@@ -144,6 +144,7 @@ void TestPlayfabLoginSession::failures_data()
                                   "\n\n Password: \nThe field Password must be a string with a minimum length of 6 "
                                   "and a maximum length of 100.\nPassword must be between 6 and 100 characters.";
     const QString crossAuthDown = "Error transferring %1 - server replied: Internal Server Error";
+    const QString playfabDown = "Error transferring %2 - server replied: Internal Server Error";
     const QString down = "Internal failure";
     const QList<Failure> rows{
         {"no-login", "", "secret", {}, {}, SavedAccountText, saved, {}},
@@ -154,11 +155,13 @@ void TestPlayfabLoginSession::failures_data()
         // The fields come in ascending order, whatever order PlayFab wrote them in.
         {"invalid-params", "not-an-e-mail", "abc", {}, {}, invalidParams, "Playfab: Failed auth | " + invalidParams,
          {"^Playfab login failed: Invalid input parameters\\n\\n Email: ", "^Reply: "}},
-        // Only PlayFab's "errorMessage" is shown, and a failure PlayFab did not answer has none.
+        // A failure PlayFab did not explain is told in the network's words, not as an empty message.
         {"playfab-down", alice, pw, "playfabLoginUrl",
-         {{"status", 500}, {"body", down}, {"contentType", "text/plain"}}, "", "Playfab: Failed auth | ",
-         {"^Playfab login failed: $", "^Reply: \\{\\n\\}\\n$"}},
-        {"playfab-dropped", alice, pw, "playfabLoginUrl", {{"drop", true}}, "", "Playfab: Failed auth | ", {}},
+         {{"status", 500}, {"body", down}, {"contentType", "text/plain"}}, playfabDown, "Playfab: Failed auth | " + playfabDown,
+         {"^Playfab login failed: Error transferring http://\\S+ - server replied: Internal Server Error$",
+          "^Reply: \\{\\n\\}\\n$"}},
+        {"playfab-dropped", alice, pw, "playfabLoginUrl", {{"drop", true}}, "Connection closed",
+         "Playfab: Failed auth | Connection closed", {}},
         {"expired-ticket", "oscar-expired@example.com", "oscar-password", {}, {}, Unknown,
          "Playfab: Failed redirect request:  | " + Unknown,
          {"^Auth: Redirect request failed!$", "^Reply: " + Unknown + "$"}},
@@ -193,8 +196,10 @@ void TestPlayfabLoginSession::failures()
     const QJsonArray crossAuth = m_emulator.requests(crossAuthPath);
     const QString requested = crossAuth.isEmpty() ? QString()
             : m_emulator.baseUrl().toString() + crossAuthPath + '?' + crossAuth.first().toObject().value("query").toString();
-    QCOMPARE(result, "error:" + row.errorText.replace("%1", requested));
-    QCOMPARE(errorReports(), QStringList{row.report.replace("%1", requested) + " | authorization"});
+    const QString playfabLogin = QUrl(configuredUrl("playfabLoginUrl")).toString();
+    QCOMPARE(result, "error:" + row.errorText.replace("%2", playfabLogin).replace("%1", requested));
+    QCOMPARE(errorReports(),
+             QStringList{row.report.replace("%2", playfabLogin).replace("%1", requested) + " | authorization"});
     QCOMPARE(trackedEvents(), QStringList());
     const bool sent = !row.login.isEmpty() && !row.password.isEmpty();
     QCOMPARE(m_emulator.requests(QUrl(configuredUrl("playfabLoginUrl")).path()).isEmpty(), !sent);

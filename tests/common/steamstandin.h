@@ -9,6 +9,8 @@
 #include <QSignalSpy>
 #include <QString>
 
+#include <type_traits>
+
 // The stand-in Steam client library, as the Steam tests drive and inspect it.
 namespace SteamStandIn {
 
@@ -78,14 +80,25 @@ private:
     QLibrary m_library;
 };
 
+template <typename Session, typename = void>
+struct HasSteamAppId : std::false_type
+{
+};
+template <typename Session>
+struct HasSteamAppId<Session, std::void_t<decltype(&Session::setSteamAppId)>> : std::true_type
+{
+};
+
 //! One Steam sign-in: the session and what it signals.
 template <typename Session>
 struct Attempt
 {
+    //! \a steamAppId is given to the sessions that take one.
     explicit Attempt(const QString &steamAppId = QStringLiteral("700100"))
         : session(nullptr)
     {
-        session.setSteamAppId(steamAppId);
+        if constexpr (HasSteamAppId<Session>::value)
+            session.setSteamAppId(steamAppId);
     }
 
     Session session;
