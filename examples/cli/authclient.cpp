@@ -67,16 +67,6 @@ void watchBrowser(BrowserSession *session, AuthClient *client, const std::functi
     });
 }
 
-// A platform account without an e-mail address, where the product needs one: the launcher would ask
-// the player for it and send it with sendEmail().
-template <typename PlatformSession>
-void watchEmail(PlatformSession *session, AuthClient *client, const std::function<void(const QString &)> &refused)
-{
-    QObject::connect(session, &PlatformSession::needSendEmail, client, [refused] {
-        refused(QStringLiteral("the account has no e-mail address, which this product needs; add one in the launcher"));
-    });
-}
-
 } // namespace
 
 AuthClient::AuthClient(bool json, int timeoutMs, QObject *parent)
@@ -108,6 +98,11 @@ void AuthClient::setAttributesCheck(bool check)
     m_attributesCheck = check;
 }
 
+void AuthClient::setEmail(const QString &email)
+{
+    m_email = email;
+}
+
 void AuthClient::signIn(const SignInMethod &method, const SignInInput &input, bool remember, Result result)
 {
     m_result = result;
@@ -122,6 +117,8 @@ void AuthClient::signIn(const SignInMethod &method, const SignInInput &input, bo
 
 void AuthClient::_start(const SignInMethod &method, const SignInInput &input)
 {
+    m_method = &method;
+    m_input = input;
     // The manager does not repeat its sessions' outcomes: a launcher listens to the current session.
     connect(m_manager, &AuthManager::currentSessionChanged, this, &AuthClient::_watchSession);
     // A one-time password that the service refuses ends the automatic sign-in before any session exists.
@@ -155,11 +152,35 @@ void AuthClient::_watchSession()
     else if (auto *socialOAuth = qobject_cast<SocialNetworkOAuthSession *>(session))
         watchBrowser(socialOAuth, this, unusable);
     if (auto *steam = qobject_cast<SteamSession *>(session))
-        watchEmail(steam, this, refused);
+        _watchEmail(steam);
     else if (auto *steamOAuth = qobject_cast<SteamOAuthSession *>(session))
-        watchEmail(steamOAuth, this, refused);
+        _watchEmail(steamOAuth);
     else if (auto *stone = qobject_cast<StoneSession *>(session))
-        watchEmail(stone, this, refused);
+        _watchEmail(stone);
+}
+
+// A platform account without an e-mail address, where the product needs one: the address of --email
+// is sent once, and the same method signs in again, now with a token that carries it.
+template <typename PlatformSession>
+void AuthClient::_watchEmail(PlatformSession *session)
+{
+    connect(session, &PlatformSession::needSendEmail, this, [this, session] {
+        if (m_email.isEmpty() || m_emailSent) {
+            _fail(Refused, QStringLiteral("the account has no e-mail address, which this product needs; add one in "
+                                          "the launcher"));
+            return;
+        }
+        m_emailSent = true;
+        session->sendEmail(m_email);
+    });
+    connect(session, &PlatformSession::sendEmailFinished, this, [this](bool success, const QString &why) {
+        if (!success) {
+            _fail(_failureCode(), QStringLiteral("the service did not take the e-mail address: %1").arg(why));
+            return;
+        }
+        // From the event loop: the manager deletes the current session, whose signal this is, when it starts the next.
+        QMetaObject::invokeMethod(this, [this] { m_method->start(*m_manager, m_input); }, Qt::QueuedConnection);
+    });
 }
 
 void AuthClient::_signedIn(AbstractSession *session)

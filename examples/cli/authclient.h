@@ -30,6 +30,8 @@ public:
 
     //! After a sign-in that prints the identity, write an attribute of the player and read it back.
     void setAttributesCheck(bool check);
+    //! For a platform account without an e-mail address: give it \a email, then sign in again.
+    void setEmail(const QString &email);
     void signIn(const SignInMethod &method, const SignInInput &input, bool remember, Result result = Result::Identity);
     void listProviders();
     //! Forgets the remembered session and the saved account.
@@ -42,6 +44,8 @@ Q_SIGNALS:
 private:
     void _start(const SignInMethod &method, const SignInInput &input);
     void _watchSession();
+    template <typename PlatformSession>
+    void _watchEmail(PlatformSession *session);
     void _signedIn(NimblaSDK::AbstractSession *session);
     void _checkAttributes(const QJsonObject &identity, const QString &text, NimblaSDK::AbstractSession *session);
     void _whenProvidersLoaded(const std::function<void()> &next);
@@ -57,6 +61,10 @@ private:
     NimblaSDK::AuthManager *m_manager;
     bool m_json;
     bool m_attributesCheck = false;
+    QString m_email;
+    bool m_emailSent = false;
+    const SignInMethod *m_method = nullptr; //!< started again once the account has its e-mail address
+    SignInInput m_input;
     Result m_result = Result::Identity;
     QTimer m_deadline;
     QTimer m_grace;

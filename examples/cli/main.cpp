@@ -27,7 +27,7 @@ namespace {
 
 const char Commands[] = "Commands:\n"
                         "  login --method M [--login L] [--provider P] [--app-id ID] [--remember] [--password-stdin]\n"
-                        "        [--uid U --ticket T] [--attributes]\n"
+                        "        [--uid U --ticket T] [--email E] [--attributes]\n"
                         "                sign in; the password (or, for jwt, the token) is read from the\n"
                         "                terminal without echo, or from standard input with --password-stdin\n"
                         "  restore       sign in again from the remembered session\n"
@@ -97,6 +97,11 @@ int main(int argc, char *argv[])
     const QCommandLineOption ticketOption(QStringLiteral("ticket"),
                                           QStringLiteral("For mailru: the ticket the game centre handed the launcher."),
                                           QStringLiteral("ticket"));
+    const QCommandLineOption emailOption(
+            QStringLiteral("email"),
+            QStringLiteral("For steam, steam-oauth and stone: the e-mail address to give an account that has none, "
+                           "where the product needs one; then the method signs in again."),
+            QStringLiteral("address"));
     const QCommandLineOption attributesOption(
             QStringLiteral("attributes"),
             QStringLiteral("After the sign-in, write an attribute of the player and read it back."));
@@ -121,7 +126,7 @@ int main(int argc, char *argv[])
             QStringLiteral("otp"),
             QStringLiteral("The same as login --method otp; with --emulator, a fresh one-time password is left first."));
     parser.addOptions({configOption, emulatorOption, dataOption, methodOption, loginOption, providerOption,
-                       appIdOption, uidOption, ticketOption, attributesOption, rememberOption, passwordStdinOption, jsonOption, timeoutOption, verboseOption,
+                       appIdOption, uidOption, ticketOption, emailOption, attributesOption, rememberOption, passwordStdinOption, jsonOption, timeoutOption, verboseOption,
                        systemBrowserOption, followRedirectsOption, restoreOption, otpOption});
     if (!parser.parse(QCoreApplication::arguments()))
         return usage(parser.errorText());
@@ -224,6 +229,7 @@ int main(int argc, char *argv[])
 
     AuthClient client(parser.isSet(jsonOption), timeoutSeconds * 1000);
     client.setAttributesCheck(parser.isSet(attributesOption));
+    client.setEmail(parser.value(emailOption));
     QObject::connect(&client, &AuthClient::finished, &app, &QCoreApplication::exit);
     // Started from the event loop, so that an outcome known at once still ends it.
     QTimer::singleShot(0, &client, [&] {

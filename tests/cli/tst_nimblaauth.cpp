@@ -1,6 +1,7 @@
 // nimbla-auth as scripts run it: a process with arguments and standard input,
 // judged by its exit code, its standard output and its one line of standard error.
 #include "emulatorfixture.h"
+#include "platformplayer.h"
 #include "testenvironment.h"
 
 #include <QJsonArray>
@@ -36,6 +37,8 @@ private Q_SLOTS:
 
     void exitCodes_data();
     void exitCodes();
+    void platformAccountWithoutEmail_data();
+    void platformAccountWithoutEmail();
     void tokenPrintsOnlyTheJwt();
     void jsonOutput();
     void demoOptionsAgainstPrivateEmulator();
@@ -201,6 +204,46 @@ void TestNimblaAuth::exitCodes()
         QCOMPARE(result.err.count('\n'), 1);
         QVERIFY2(QString::fromUtf8(result.err).startsWith(output), result.err.constData());
     }
+}
+
+void TestNimblaAuth::platformAccountWithoutEmail_data()
+{
+    QTest::addColumn<QStringList>("login");
+    QTest::addColumn<QVariantMap>("player");
+    QTest::addColumn<QString>("refusal"); // how the service refuses an address without "@"
+
+    // One account each: the emulator keeps an address it was given until it exits.
+    QTest::newRow("steam") << QStringList{"login", "--method", "steam", "--app-id", "700100"}
+                           << QVariantMap{{"NIMBLA_STEAM_TICKET", "steam-judy"}} << "Bad Request";
+    QTest::newRow("stone") << QStringList{"login", "--method", "stone", "--app-id", "4242"}
+                           << QVariantMap{{"NIMBLA_STONE_USER_ID", "5002"}, {"NIMBLA_STONE_TICKET", "stone-ticket-5002"}}
+                           << "Unprocessable Entity";
+}
+
+void TestNimblaAuth::platformAccountWithoutEmail()
+{
+    QFETCH(QStringList, login);
+    QFETCH(QVariantMap, player);
+    QFETCH(QString, refusal);
+    const PlatformPlayer playing(player);
+
+    const Run withoutAddress = client(login);
+    QCOMPARE(withoutAddress.exitCode, 1);
+    QCOMPARE(withoutAddress.err, QByteArray("nimbla-auth: the account has no e-mail address, which this product needs; "
+                                            "add one in the launcher\n"));
+
+    const Run refused = client(login + QStringList{"--email", "not-an-address"});
+    QCOMPARE(refused.exitCode, 1);
+    QVERIFY2(refused.err.startsWith("nimbla-auth: the service did not take the e-mail address: Error transferring "),
+             refused.err.constData());
+    QVERIFY2(refused.err.endsWith(" - server replied: " + refusal.toUtf8() + '\n'), refused.err.constData());
+
+    const QString address = QStringLiteral("%1-cli@example.com").arg(QTest::currentDataTag());
+    const Run taken = client(login + QStringList{"--email", address});
+    QCOMPARE(taken.exitCode, 0);
+    QVERIFY2(taken.out.startsWith("Signed in\n  login:       " + address.toUtf8() + '\n'), taken.out.constData());
+    // The address stays the account's: the next sign-in needs none.
+    QCOMPARE(client(login).exitCode, 0);
 }
 
 void TestNimblaAuth::tokenPrintsOnlyTheJwt()

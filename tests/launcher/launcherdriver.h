@@ -73,11 +73,12 @@ public:
         return true;
     }
 
-    //! Clicks into the field and types \a text, key by key.
+    //! Clicks into the field and types \a text, key by key, over what it held.
     bool type(const QString &objectName, const QString &text)
     {
         if (!click(objectName) || !item(objectName)->hasActiveFocus())
             return false;
+        QTest::keyClick(window(), Qt::Key_A, Qt::ControlModifier);
         for (const QChar character : text)
             QTest::keyClick(window(), character.toLatin1());
         return item(objectName)->property("text").toString() == text;

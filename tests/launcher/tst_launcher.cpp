@@ -5,6 +5,7 @@
 #include "emulatorfixture.h"
 #include "managersupport.h"
 #include "napplication.h"
+#include "platformplayer.h"
 #include "simulatedbrowser.h"
 #include "testenvironment.h"
 
@@ -36,6 +37,8 @@ private Q_SLOTS:
     void signInWithSocialProvider();
     void signInWithOtherMethod_data();
     void signInWithOtherMethod();
+    void platformAccountWithoutEmail_data();
+    void platformAccountWithoutEmail();
     void logOut();
     void rememberedAtNextStart();
     void silentServiceStopsTheSpinner();
@@ -224,6 +227,59 @@ void TestLauncher::signInWithOtherMethod()
     QVERIFY(launcher->click("method:" + method));
     QTRY_VERIFY_WITH_TIMEOUT(launcher->shows("signedInPage"), SignInMs);
     QCOMPARE(launcher->text("userNameValue"), userName);
+}
+
+void TestLauncher::platformAccountWithoutEmail_data()
+{
+    QTest::addColumn<QString>("method");
+    QTest::addColumn<QVariantMap>("player");
+    QTest::addColumn<QString>("refusal"); // how the service refuses an address without "@"
+
+    // One account each: the emulator keeps an address it was given until it exits.
+    QTest::newRow("steam") << "steam" << QVariantMap{{"NIMBLA_STEAM_TICKET", "steam-judy"}} << "Bad Request";
+    QTest::newRow("steam-oauth") << "steam-oauth" << QVariantMap{{"NIMBLA_STEAM_TICKET", "steam-nina"}}
+                                 << "Bad Request";
+    QTest::newRow("stone") << "stone"
+                           << QVariantMap{{"NIMBLA_STONE_USER_ID", "5002"}, {"NIMBLA_STONE_TICKET", "stone-ticket-5002"}}
+                           << "Unprocessable Entity";
+}
+
+void TestLauncher::platformAccountWithoutEmail()
+{
+    QFETCH(QString, method);
+    QFETCH(QVariantMap, player);
+    QFETCH(QString, refusal);
+    const PlatformPlayer playing(player);
+    const QString address = QStringLiteral("%1-launcher@example.com").arg(method);
+    const auto launcher = start();
+    QVERIFY(launcher);
+    QVERIFY(!launcher->shows("emailPrompt"));
+
+    // The sign-in stops and waits for the player.
+    QVERIFY(launcher->click("method:" + method));
+    QTRY_VERIFY_WITH_TIMEOUT(launcher->shows("emailPrompt"), SignInMs);
+    QVERIFY(!launcher->item("busyIndicator")->property("running").toBool());
+    QVERIFY(launcher->shows("signInPage"));
+    QCOMPARE(launcher->text("errorLabel"), QString());
+    QVERIFY(!launcher->click("emailSendButton")); // nothing typed yet
+
+    // A refused address: the service's answer, and the prompt for another try.
+    QVERIFY(launcher->type("emailField", QStringLiteral("not-an-address")));
+    QVERIFY(launcher->click("emailSendButton"));
+    QTRY_VERIFY_WITH_TIMEOUT(!launcher->text("errorLabel").isEmpty(), SignInMs);
+    QVERIFY2(launcher->text("errorLabel").endsWith(" - server replied: " + refusal),
+             qPrintable(launcher->text("errorLabel")));
+    QVERIFY(launcher->shows("emailPrompt"));
+    QVERIFY(launcher->shows("signInPage"));
+    QVERIFY(!launcher->item("busyIndicator")->property("running").toBool());
+
+    // The address taken, the method signs in again and its token carries it.
+    QVERIFY(launcher->type("emailField", address));
+    QVERIFY(launcher->click("emailSendButton"));
+    QTRY_VERIFY_WITH_TIMEOUT(launcher->shows("signedInPage"), SignInMs);
+    QCOMPARE(launcher->text("loginValue"), address);
+    QVERIFY(!launcher->item("busyIndicator")->property("running").toBool());
+    QCOMPARE(launcher->text("errorLabel"), QString());
 }
 
 void TestLauncher::logOut()

@@ -10,9 +10,20 @@ Page {
     property string errorText
     property string prompt
     property string policyUrl
+    // The method button last clicked: started again once the account has its e-mail address.
+    property string method
 
     signal started()
     signal failed(string reason)
+    signal emailEntered(string address)
+
+    function startMethod(name) {
+        page.started()
+        page.method = name
+        const unavailable = otherMethods.start(page.auth, name, login.text, password.text)
+        if (unavailable)
+            page.failed(unavailable)
+    }
 
     ColumnLayout {
         anchors.fill: parent
@@ -89,6 +100,35 @@ Page {
             wrapMode: Text.Wrap
             onLinkActivated: Qt.openUrlExternally(link)
         }
+        ColumnLayout {
+            objectName: "emailPrompt"
+            Layout.fillWidth: true
+            visible: page.prompt === "email"
+
+            Label {
+                Layout.fillWidth: true
+                text: qsTr("Your account has no e-mail address yet. Please enter one to finish signing in.")
+                wrapMode: Text.Wrap
+            }
+            RowLayout {
+                Layout.fillWidth: true
+                TextField {
+                    id: email
+                    objectName: "emailField"
+                    Layout.fillWidth: true
+                    placeholderText: qsTr("Email")
+                    enabled: !page.busy
+                    onAccepted: send.clicked()
+                }
+                Button {
+                    id: send
+                    objectName: "emailSendButton"
+                    text: qsTr("Send")
+                    enabled: !page.busy && email.text
+                    onClicked: page.emailEntered(email.text)
+                }
+            }
+        }
         Label {
             text: qsTr("Or sign in with")
         }
@@ -118,12 +158,7 @@ Page {
                     objectName: "method:" + modelData.name
                     text: modelData.title
                     enabled: !page.busy
-                    onClicked: {
-                        page.started()
-                        const unavailable = otherMethods.start(page.auth, modelData.name, login.text, password.text)
-                        if (unavailable)
-                            page.failed(unavailable)
-                    }
+                    onClicked: page.startMethod(modelData.name)
                 }
             }
         }

@@ -13,7 +13,7 @@ ApplicationWindow {
     property bool signedIn: false
     property bool busy: false
     property string errorText: ""
-    property string prompt: "" // "captcha" or "policy", as the session asks
+    property string prompt: "" // "captcha", "policy" or "email", as the session asks
     property string policyUrl: ""
     // Longer than any request or browser sign-in is allowed to take: the spinner stops even if nothing answers.
     property int signInTimeoutMs: 90000
@@ -41,7 +41,8 @@ ApplicationWindow {
     // The manager does not repeat its sessions' outcomes: listen to the current session.
     Connections {
         target: auth.CurrentSession
-        ignoreUnknownSignals: true // only the password sessions ask for a captcha or the policy
+        // Only the password sessions ask for a captcha or the policy, only the platform ones for an e-mail address.
+        ignoreUnknownSignals: true
         function onLoginFinished() {
             window.end("")
             window.signedIn = true
@@ -56,6 +57,17 @@ ApplicationWindow {
             window.end("")
             window.prompt = "policy"
             window.policyUrl = url
+        }
+        function onNeedSendEmail() {
+            window.end("")
+            window.prompt = "email"
+        }
+        // The session does not go on by itself: signing in again brings a token with the address.
+        function onSendEmailFinished(success, message) {
+            if (success) // later: the manager deletes this session when it starts the next one
+                Qt.callLater(signInPage.startMethod, signInPage.method)
+            else
+                window.end(message || qsTr("The e-mail address was not accepted."))
         }
     }
     Connections {
@@ -83,6 +95,7 @@ ApplicationWindow {
         currentIndex: window.signedIn ? 1 : 0
 
         SignInPage {
+            id: signInPage
             objectName: "signInPage"
             auth: auth
             busy: window.busy
@@ -91,6 +104,11 @@ ApplicationWindow {
             policyUrl: window.policyUrl
             onStarted: window.begin()
             onFailed: window.end(reason)
+            onEmailEntered: {
+                window.begin()
+                window.prompt = "email" // shown, greyed out, until the service answers
+                auth.CurrentSession.sendEmail(address)
+            }
         }
         SignedInPage {
             objectName: "signedInPage"
