@@ -14,6 +14,10 @@ namespace NimblaSDK {
  * its own, since a QNetworkAccessManager may only be used on its thread (the
  * local callback server validates tokens from its worker threads).
  *
+ * Requests behave the same on Qt 5 and Qt 6: they speak HTTP/1.1, and
+ * redirects are never followed (a 3xx answer finishes the reply with its
+ * status and its "Location" header, for the caller to read).
+ *
  * Every request made on these managers, whoever makes it, gets two rules from
  * the configuration:
  * - a deadline of network.requestTimeoutMs for the whole request, from

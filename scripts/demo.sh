@@ -7,15 +7,15 @@
 # state and, on a machine without a desktop keyring, a private keyring. So
 #   scripts/demo.sh --method oauth-password --remember
 #   scripts/demo.sh --restore
-# signs the player in twice, the second time without a password.
+# signs the player in twice, the second time without a password. NIMBLA_QT_MAJOR=6 builds it with Qt 6.
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 
-nimbla_install_missing cmake ninja-build g++ pkg-config qtbase5-dev qtdeclarative5-dev qttools5-dev \
-    qttools5-dev-tools libpoco-dev libsecret-1-dev dbus gnome-keyring libglib2.0-bin
+nimbla_install_missing cmake ninja-build g++ pkg-config "${NIMBLA_QT_PACKAGES[@]}" libpoco-dev \
+    libsecret-1-dev dbus gnome-keyring libglib2.0-bin
 
-build="$NIMBLA_ROOT/build/release"
-nimbla_build "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DNIMBLA_BUILD_TESTS=OFF
+build="$NIMBLA_ROOT/build/release$NIMBLA_QT_SUFFIX"
+nimbla_build "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DNIMBLA_BUILD_TESTS=OFF -DNIMBLA_QT_MAJOR="$NIMBLA_QT_MAJOR"
 
 demo=("$build/examples/cli/nimbla-auth" --emulator "$build/emulator/nimbla-login-emulator"
       --data "$build/demo-data" "$@")

@@ -3,14 +3,13 @@
 # private login-service emulator whose state stays under the build folder. Arguments go to the
 # launcher: --config FILE signs in against the service of that configuration instead.
 # It needs a desktop; on a headless machine, QT_QPA_PLATFORM=offscreen runs it unseen.
+# NIMBLA_QT_MAJOR=6 builds it with Qt 6.
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 
-nimbla_install_missing cmake ninja-build g++ pkg-config qtbase5-dev qtdeclarative5-dev qttools5-dev \
-    qttools5-dev-tools libpoco-dev libsecret-1-dev qml-module-qtquick2 qml-module-qtquick-controls2 \
-    qml-module-qtquick-layouts qml-module-qtquick-window2
+nimbla_install_missing cmake ninja-build g++ pkg-config "${NIMBLA_QT_PACKAGES[@]}" libpoco-dev libsecret-1-dev
 
-build="$NIMBLA_ROOT/build/release"
-nimbla_build "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DNIMBLA_BUILD_TESTS=OFF
+build="$NIMBLA_ROOT/build/release$NIMBLA_QT_SUFFIX"
+nimbla_build "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DNIMBLA_BUILD_TESTS=OFF -DNIMBLA_QT_MAJOR="$NIMBLA_QT_MAJOR"
 
 exec "$build/examples/launcher/nimbla-launcher" --data "$build/launcher-data" "$@"

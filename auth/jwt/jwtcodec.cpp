@@ -43,7 +43,8 @@ bool JwtCodec::setAlgorithm(const QString &alg)
     if (!isAlgorithmSupported(alg))
         return false;
     m_algorithm = alg;
-    // The header text goes through the translator, as the token tooling always did.
+    // The header text goes through the translator, as the token tooling always did. It once
+    // went through trUtf8(); tr() reads its source as UTF-8 too, so the bytes are the same.
     //: Part of a token header, not a text for the player: keep it exactly as it is.
     const QString json = tr("{\"typ\": \"JWT\", \"alg\" : \"") + alg + tr("\"}");
     m_header = QJsonDocument::fromJson(json.toUtf8());

@@ -6,6 +6,7 @@
 
 #include "napplication.h"
 #include "qmlregistration.h"
+#include "qtcompat_p.h"
 #include "translator.h"
 
 #include <QCommandLineParser>
@@ -16,7 +17,8 @@
 
 int main(int argc, char *argv[])
 {
-    QCoreApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
+    NimblaSDK::QtCompat::enableHighDpiScaling();
+    NimblaSDK::QtCompat::usePlainControlsStyle();
     QGuiApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("nimbla-launcher"));
 

@@ -5,6 +5,7 @@
 #include "httpapirequest.h"
 #include "httpapirequester.h"
 #include "napplication.h"
+#include "qtcompat_p.h"
 
 #include <QTcpServer>
 #include <QtTest>
@@ -460,9 +461,9 @@ void TestUserAttributes::httpError()
 void TestUserAttributes::errorCrossesQueuedConnection()
 {
     std::unique_ptr<UserAttributes> attributes = client(m_jwt);
-    QCOMPARE(QMetaType::type("UserAttributesError"), qMetaTypeId<UserAttributesError>());
-    QCOMPARE(QMetaType::type("NimblaSDK::UserAttributesError"), qMetaTypeId<UserAttributesError>());
-    QCOMPARE(QMetaType::type("ValuesMap"), qMetaTypeId<ValuesMap>());
+    QCOMPARE(QtCompat::metaTypeId("UserAttributesError"), qMetaTypeId<UserAttributesError>());
+    QCOMPARE(QtCompat::metaTypeId("NimblaSDK::UserAttributesError"), qMetaTypeId<UserAttributesError>());
+    QCOMPARE(QtCompat::metaTypeId("ValuesMap"), qMetaTypeId<ValuesMap>());
 
     QThread thread;
     QObject receiver;

@@ -3,6 +3,7 @@
 #include <QDir>
 #include <QFile>
 #include <QProcess>
+#include <QSslConfiguration>
 #include <QSslSocket>
 #include <QStandardPaths>
 
@@ -72,6 +73,11 @@ int HttpsResponder::answeredRequests() const
     return m_answeredRequests;
 }
 
+QStringList HttpsResponder::negotiatedProtocols() const
+{
+    return m_negotiatedProtocols;
+}
+
 void HttpsResponder::incomingConnection(qintptr descriptor)
 {
     auto *socket = new QSslSocket(this);
@@ -80,13 +86,20 @@ void HttpsResponder::incomingConnection(qintptr descriptor)
         return;
     }
     auto pending = std::make_shared<QByteArray>();
-    connect(socket, &QSslSocket::encrypted, this, [this] { ++m_encryptedConnections; });
+    connect(socket, &QSslSocket::encrypted, this, [this, socket] {
+        ++m_encryptedConnections;
+        m_negotiatedProtocols << QString::fromLatin1(socket->sslConfiguration().nextNegotiatedProtocol());
+    });
     connect(socket, &QSslSocket::readyRead, this, [this, socket, pending] {
         pending->append(socket->readAll());
         answerWaitingRequests(socket, *pending);
     });
     // A client that refuses the certificate ends the handshake; the socket goes with it.
     connect(socket, &QSslSocket::disconnected, socket, &QObject::deleteLater);
+    // Offered the way a real service offers it; the responder itself speaks HTTP/1.1 only.
+    QSslConfiguration configuration = socket->sslConfiguration();
+    configuration.setAllowedNextProtocols({QSslConfiguration::ALPNProtocolHTTP2, QSslConfiguration::NextProtocolHttp1_1});
+    socket->setSslConfiguration(configuration);
     socket->setLocalCertificate(m_certificate);
     socket->setPrivateKey(m_key);
     socket->startServerEncryption();

@@ -4,6 +4,7 @@
 #include <QSslCertificate>
 #include <QSslKey>
 #include <QString>
+#include <QStringList>
 #include <QTcpServer>
 #include <QUrl>
 
@@ -30,6 +31,8 @@ public:
     QUrl url(const QString &path) const;
     int encryptedConnections() const;
     int answeredRequests() const;
+    //! The application protocols that the connections agreed on by ALPN, in order ("" for none).
+    QStringList negotiatedProtocols() const;
 
 protected:
     void incomingConnection(qintptr descriptor) override;
@@ -41,4 +44,5 @@ private:
     QSslKey m_key;
     int m_encryptedConnections = 0;
     int m_answeredRequests = 0;
+    QStringList m_negotiatedProtocols;
 };

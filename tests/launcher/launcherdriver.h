@@ -6,6 +6,7 @@
 #include "authmanager.h"
 #include "nnetworkaccessmanager.h"
 #include "qmlregistration.h"
+#include "qtcompat_p.h"
 
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
@@ -28,7 +29,7 @@ class LauncherDriver
 public:
     LauncherDriver()
     {
-        static const bool registered = (NimblaSDK::registerQmlTypes(), true);
+        static const bool registered = (NimblaSDK::QtCompat::usePlainControlsStyle(), NimblaSDK::registerQmlTypes(), true);
         Q_UNUSED(registered)
         m_engine.rootContext()->setContextProperty(QStringLiteral("otherMethods"), &m_methods);
         m_engine.load(QUrl(QStringLiteral("qrc:/launcher/main.qml")));

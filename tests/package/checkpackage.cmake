@@ -30,7 +30,27 @@ if(symbols MATCHES "NimblaSDK::(IHttpServer|IHandlerFactory|HandlerFactory|Handl
     message(FATAL_ERROR "${auth_library} exports an internal class: ${CMAKE_MATCH_0}")
 endif()
 
+# A launcher on the other Qt must not load this build, which would bring a second Qt into its
+# process: the package turns it down, so that find_package looks on for the build of its Qt.
+# (Before the consumer runs: the test passes on the consumer's line.)
+if(QT_MAJOR EQUAL 5)
+    set(other_major 6)
+else()
+    set(other_major 5)
+endif()
+execute_process(COMMAND ${CMAKE_COMMAND} -S ${CONSUMER_DIR} -B ${WORK_DIR}/other -G ${GENERATOR}
+        -DCMAKE_PREFIX_PATH=${prefix} -DCONSUMER_QT_MAJOR=${other_major}
+    RESULT_VARIABLE result OUTPUT_VARIABLE output ERROR_VARIABLE output)
+if(output MATCHES "Could not find a package configuration file provided by \"Qt${other_major}\"")
+    if(DEFINED ENV{NIMBLA_REQUIRE_TEST_ENVIRONMENT})
+        message(FATAL_ERROR "Qt ${other_major} is not installed: a launcher on it cannot be tried (see scripts/lib.sh)")
+    endif()
+    message("Qt ${other_major} is not installed: a launcher on it is not tried")
+elseif(result EQUAL 0 OR NOT output MATCHES "NimblaAuthConfig\\.cmake, version: [0-9.]+ \\(Qt ${QT_MAJOR}, the launcher uses Qt ${other_major}\\)")
+    message(FATAL_ERROR "A Qt ${other_major} launcher was not turned down (${result}):\n${output}")
+endif()
+
 run(${CMAKE_COMMAND} -S ${CONSUMER_DIR} -B ${WORK_DIR}/build -G ${GENERATOR}
-    -DCMAKE_PREFIX_PATH=${prefix} -DCMAKE_EXE_LINKER_FLAGS=${LINK_FLAGS})
+    -DCMAKE_PREFIX_PATH=${prefix} -DCMAKE_EXE_LINKER_FLAGS=${LINK_FLAGS} -DCONSUMER_QT_MAJOR=${QT_MAJOR})
 run(${CMAKE_COMMAND} --build ${WORK_DIR}/build)
 run(${WORK_DIR}/build/consumer)

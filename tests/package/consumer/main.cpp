@@ -16,6 +16,6 @@ int main(int argc, char *argv[])
     NimblaSDK::JwtCodec codec;
     const bool decoded = codec.decode(QStringLiteral(R"({"alg":"HS256"}.{"username":"alice"}.x)"));
     const QString name = codec.payloadDocument().object().value(QStringLiteral("username")).toString();
-    std::printf("consumer: %s decoded %s\n", Launcher::applicationName(), qPrintable(name));
+    std::printf("consumer: %s decoded %s on Qt %s\n", Launcher::applicationName(), qPrintable(name), qVersion());
     return decoded && NimblaSDK::NApplication::instance().configManager() ? 0 : 1;
 }
