@@ -4,6 +4,11 @@
 
 namespace NimblaSDK {
 
+void prepareCredentials()
+{
+    CredentialVault::instance();
+}
+
 CredentialRecord readCredential(const QString &target)
 {
     return CredentialVault::instance().read(target);

@@ -24,6 +24,9 @@ struct CredentialRecord
  * \endcode
  */
 
+//! Starts reaching the vault in the background, so that the first call finds it ready; returns at once.
+//! Nothing of the vault runs before the first call of this or of any function below.
+void prepareCredentials();
 //! The record stored under \a target; all fields empty when there is none or the vault cannot be read.
 CredentialRecord readCredential(const QString &target);
 //! Stores \a record under its target, replacing any earlier one; false (with warnings) when the vault refuses.

@@ -6,21 +6,6 @@
 
 namespace NimblaSDK {
 
-namespace {
-
-// Reaching the vault for the first time costs a bus connection and a session key
-// exchange, about 12 ms, which the first session would otherwise spend on the GUI
-// thread when its constructor reads the saved account.
-void prepareVault()
-{
-    CredentialVault::instance();
-    CredentialBackend::prepare();
-}
-
-} // namespace
-
-Q_COREAPP_STARTUP_FUNCTION(prepareVault)
-
 CredentialVault &CredentialVault::instance()
 {
     static CredentialVault *const vault = new CredentialVault;
@@ -30,6 +15,12 @@ CredentialVault &CredentialVault::instance()
 CredentialVault::CredentialVault()
 {
     std::thread([this] { run(); }).detach();
+    // Reaching the vault for the first time costs a bus connection and a session key
+    // exchange, about 12 ms, which the first read would otherwise wait for. It starts
+    // here, at the first use, and not with the application: the connection runs
+    // through GLib, which reads the environment without Qt's lock, and a launcher may
+    // still be setting its environment after creating the application object.
+    CredentialBackend::prepare();
     // A sign-in that ends just before the application quits still leaves its account in the vault.
     qAddPostRoutine([] { instance().drain(); });
 }

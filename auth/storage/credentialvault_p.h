@@ -24,7 +24,8 @@ namespace NimblaSDK {
 class CredentialVault
 {
 public:
-    //! Lives until the process ends; its thread is never joined, so a stuck call cannot hold up the exit.
+    //! Made at the first use, when its thread starts connecting. Lives until the process ends; its
+    //! thread is never joined, so a stuck call cannot hold up the exit.
     static CredentialVault &instance();
 
     CredentialRecord read(const QString &target);

@@ -9,6 +9,9 @@ namespace NimblaSDK {
 NativeSecureJsonObjectStorage::NativeSecureJsonObjectStorage(const QString &storageKey)
     : m_storageKey(storageKey)
 {
+    // The record is usually read soon after, on the GUI thread: the vault's connection
+    // is made meanwhile.
+    prepareCredentials();
 }
 
 NativeSecureJsonObjectStorage::~NativeSecureJsonObjectStorage() = default;

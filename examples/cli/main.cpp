@@ -61,8 +61,15 @@ int main(int argc, char *argv[])
     // before the application object, whose platform set-up has warnings of its own.
     if (std::none_of(argv + 1, argv + argc, [](const char *argument) { return qstrcmp(argument, "--verbose") == 0; }))
         QLoggingCategory::setFilterRules(QStringLiteral("*=false"));
-    QGuiApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("nimbla-auth"));
+    // Settings (and the emulator's state) in the data folder, or a throw-away one with the emulator.
+    // Their environment is set before the application object exists, as a launcher's must be.
+    QTemporaryDir workspace;
+    QString dataFolder = DemoService::earlyOption(argc, argv, "data");
+    if (dataFolder.isEmpty() && !DemoService::earlyOption(argc, argv, "emulator").isEmpty())
+        dataFolder = workspace.path();
+    const bool settingsKept = dataFolder.isEmpty() || DemoService::keepSettingsIn(QDir(dataFolder));
+    QGuiApplication app(argc, argv);
 
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral("Signs a player in through NimblaAuth.\n") + Commands);
@@ -165,18 +172,14 @@ int main(int argc, char *argv[])
     if (!timeoutValid || timeoutSeconds <= 0)
         return usage(QStringLiteral("--timeout takes a number of seconds"));
 
-    // Settings (and the emulator's state) in the data folder, or a throw-away one with the emulator.
-    QTemporaryDir workspace;
-    const bool emulated = parser.isSet(emulatorOption);
-    if ((parser.isSet(dataOption) || emulated)
-        && !DemoService::keepSettingsIn(QDir(parser.isSet(dataOption) ? parser.value(dataOption) : workspace.path())))
-        return usage(QStringLiteral("cannot use the data folder %1").arg(parser.value(dataOption)));
+    if (!settingsKept)
+        return usage(QStringLiteral("cannot use the data folder %1").arg(dataFolder));
 
     DemoService service;
     SignInInput input;
+    const bool emulated = parser.isSet(emulatorOption);
     if (emulated) {
-        if (!service.start(parser.value(emulatorOption),
-                           QDir(parser.isSet(dataOption) ? parser.value(dataOption) : workspace.path())))
+        if (!service.start(parser.value(emulatorOption), QDir(dataFolder)))
             return usage(QStringLiteral("the emulator %1 did not start").arg(parser.value(emulatorOption)));
         // Without --login, the emulator's own player signs in, with nothing to type.
         if (!parser.isSet(loginOption))

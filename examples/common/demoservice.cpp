@@ -16,6 +16,19 @@ bool DemoService::keepSettingsIn(const QDir &data)
     return true;
 }
 
+QString DemoService::earlyOption(int argc, char *argv[], const char *name)
+{
+    const QByteArray option = QByteArray("--") + name;
+    for (int i = 1; i < argc; ++i) {
+        const QByteArray argument(argv[i]);
+        if (argument == option && i + 1 < argc)
+            return QString::fromLocal8Bit(argv[i + 1]);
+        if (argument.startsWith(option + '='))
+            return QString::fromLocal8Bit(argument.mid(option.size() + 1));
+    }
+    return QString();
+}
+
 bool DemoService::start(const QString &emulator, const QDir &data)
 {
     if (!data.mkpath(QStringLiteral(".")))

@@ -15,8 +15,12 @@
 class DemoService
 {
 public:
-    //! Keeps the player's settings and the journals under \a data; call it before the library is first used.
+    //! Keeps the player's settings and the journals under \a data. It sets environment variables, so call it
+    //! before the application object exists: the library's threads read the environment without Qt's lock.
     static bool keepSettingsIn(const QDir &data);
+    //! The value of the option \a name ("--data" or "--data=") in \a argv; for what has to be known before the
+    //! application object, and so before the command line is parsed.
+    static QString earlyOption(int argc, char *argv[], const char *name);
 
     //! Starts \a emulator with its state in \a data and loads its configuration; false (with a warning) on failure.
     bool start(const QString &emulator, const QDir &data);

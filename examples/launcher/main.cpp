@@ -19,8 +19,19 @@ int main(int argc, char *argv[])
 {
     NimblaSDK::QtCompat::enableHighDpiScaling();
     NimblaSDK::QtCompat::usePlainControlsStyle();
-    QGuiApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("nimbla-launcher"));
+    // Against the emulator, the settings live beside its state. Their environment is set before the
+    // application object exists, as a launcher's must be.
+    const QString defaultData = QStandardPaths::writableLocation(QStandardPaths::AppLocalDataLocation)
+                                + QStringLiteral("/emulator");
+    QString config = DemoService::earlyOption(argc, argv, "config");
+    if (config.isEmpty())
+        config = qEnvironmentVariable("NIMBLA_CONFIG");
+    QString data = DemoService::earlyOption(argc, argv, "data");
+    if (data.isEmpty())
+        data = defaultData;
+    const bool settingsKept = !config.isEmpty() || DemoService::keepSettingsIn(QDir(data));
+    QGuiApplication app(argc, argv);
 
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral("A sign-in screen on top of NimblaAuth."));
@@ -32,8 +43,7 @@ int main(int argc, char *argv[])
                                             QStringLiteral("path"), QStringLiteral(NIMBLA_EMULATOR_PATH));
     const QCommandLineOption dataOption(
             QStringLiteral("data"), QStringLiteral("Folder for the emulator's state and the launcher's settings."),
-            QStringLiteral("folder"),
-            QStandardPaths::writableLocation(QStandardPaths::AppLocalDataLocation) + QStringLiteral("/emulator"));
+            QStringLiteral("folder"), defaultData);
     const QCommandLineOption appIdOption(
             QStringLiteral("app-id"),
             QStringLiteral("The game's id at the platform, for the Steam and Stone sign-ins; default with the "
@@ -52,14 +62,11 @@ int main(int argc, char *argv[])
     NimblaSDK::installTranslator();
 
     DemoService emulator;
-    const QString config = parser.isSet(configOption) ? parser.value(configOption) : qEnvironmentVariable("NIMBLA_CONFIG");
     if (!config.isEmpty()) {
         if (!NimblaSDK::NApplication::instance().loadConfiguration(config))
             return 2;
-    } else {
-        const QDir data(parser.value(dataOption));
-        if (!DemoService::keepSettingsIn(data) || !emulator.start(parser.value(emulatorOption), data))
-            return 2;
+    } else if (!settingsKept || !emulator.start(parser.value(emulatorOption), QDir(data))) {
+        return 2;
     }
 
     NimblaSDK::registerQmlTypes();

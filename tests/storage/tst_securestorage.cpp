@@ -7,6 +7,7 @@
 #include "testenvironment.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -43,6 +44,13 @@ private:
 };
 
 QStringList g_messages;
+// The process's threads once the application object exists, before any test has used the vault.
+int g_threadsBeforeFirstUse = 0;
+
+int threadCount()
+{
+    return QDir(QStringLiteral("/proc/self/task")).entryList(QDir::Dirs | QDir::NoDotAndDotDot).size();
+}
 
 QStringList fields(const CredentialRecord &record)
 {
@@ -67,6 +75,8 @@ class TestSecureStorage : public QObject
 private Q_SLOTS:
     void initTestCase();
     void cleanup();
+
+    void nothingRunsBeforeTheFirstUse();
 
     void roundTrip_data();
     void roundTrip();
@@ -115,6 +125,14 @@ void TestSecureStorage::cleanup()
     for (const QString &key : qAsConst(m_usedKeys))
         NimblaSDK::deleteCredential(key);
     m_usedKeys.clear();
+}
+
+void TestSecureStorage::nothingRunsBeforeTheFirstUse()
+{
+    // Connecting to the vault goes through GLib, which reads the environment without Qt's lock,
+    // and a launcher may set its environment after creating the application object.
+    QCOMPARE(g_threadsBeforeFirstUse, 1);
+    QVERIFY(threadCount() > 1); // initTestCase used the vault
 }
 
 void TestSecureStorage::roundTrip_data()
@@ -377,6 +395,7 @@ int main(int argc, char *argv[])
         NativeSecureJsonObjectStorage(QString::fromLocal8Bit(argv[3])).read();
         return 0;
     }
+    g_threadsBeforeFirstUse = threadCount();
     TestSecureStorage test;
     return QTest::qExec(&test, argc, argv);
 }
