@@ -1,5 +1,7 @@
 #include "servicereply_p.h"
 
+#include "nnetworkaccessmanager.h"
+
 #include <QJsonDocument>
 
 namespace NimblaSDK {
@@ -10,9 +12,15 @@ ServiceReply::ServiceReply(QNetworkReply *reply)
     , m_errorString(reply->errorString())
     // An aborted reply (deadline, dropped connection) is closed and has no body to read.
     , m_body(reply->isOpen() ? reply->readAll() : QByteArray())
-    , m_answer(QJsonDocument::fromJson(m_body).object())
-    , m_serviceDescription(m_answer.value(QStringLiteral("error")).toObject().value(QStringLiteral("description")).toString())
 {
+    if (m_networkError == QNetworkReply::NoError && !NNetworkAccessManager::isComplete(reply, m_body)) {
+        // Told as Qt tells the same cut when it notices it; what came of the body is no answer.
+        m_networkError = QNetworkReply::RemoteHostClosedError;
+        m_errorString = QStringLiteral("Connection closed");
+        m_body.clear();
+    }
+    m_answer = QJsonDocument::fromJson(m_body).object();
+    m_serviceDescription = m_answer.value(QStringLiteral("error")).toObject().value(QStringLiteral("description")).toString();
     if (m_networkError == QNetworkReply::NoError)
         m_outcome = Answered;
     else if (m_networkError == QNetworkReply::AuthenticationRequiredError)
@@ -21,6 +29,14 @@ ServiceReply::ServiceReply(QNetworkReply *reply)
         m_outcome = Refused;
     else
         m_outcome = NetworkError;
+}
+
+bool ServiceReply::transient() const
+{
+    // Qt numbers its errors by layer: below 200 the connection and its proxy, from 400 the server
+    // itself; the layers between are the service's answer to the request.
+    return (m_networkError > QNetworkReply::NoError && m_networkError < QNetworkReply::ContentAccessDenied)
+           || m_networkError >= QNetworkReply::InternalServerError;
 }
 
 bool ServiceReply::hasServiceError() const

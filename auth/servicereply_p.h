@@ -13,7 +13,8 @@ namespace NimblaSDK {
  *
  * The network error is looked at first. An answer that broke off mid-body,
  * timed out or was refused is a network failure whatever its first bytes look
- * like, so no session can read a cut body as the service's JSON.
+ * like, so no session can read a cut body as the service's JSON; a body
+ * shorter than its Content-Length is such a cut even when Qt did not say so.
  *
  * \code
  * const ServiceReply answer(reply);
@@ -41,6 +42,9 @@ public:
     bool failed() const { return m_outcome != Answered; }
     int httpStatus() const { return m_httpStatus; }
 
+    //! A failure that says nothing of the request: the service was not reached, cut its answer or
+    //! failed itself (5xx), and the same request may succeed later.
+    bool transient() const;
     QNetworkReply::NetworkError networkError() const { return m_networkError; }
     QString errorString() const { return m_errorString; }
 

@@ -1,5 +1,7 @@
 #include "httpapirequest.h"
 
+#include "nnetworkaccessmanager.h"
+
 #include <QNetworkReply>
 
 namespace NimblaSDK {
@@ -39,7 +41,13 @@ void HttpApiRequest::onReplyFinished()
     m_reasonPhrase = m_reply->attribute(QNetworkRequest::HttpReasonPhraseAttribute).toString();
     m_errorString = m_reply->errorString();
     // An aborted reply (time-out, dropped connection) is closed and has nothing to read.
-    const QByteArray body = m_reply->isOpen() ? m_reply->readAll() : QByteArray();
+    QByteArray body = m_reply->isOpen() ? m_reply->readAll() : QByteArray();
+    if (m_networkError == QNetworkReply::NoError && !NNetworkAccessManager::isComplete(m_reply, body)) {
+        // A cut answer is no answer: a token check must not read a part of one as a verdict.
+        m_networkError = QNetworkReply::RemoteHostClosedError;
+        m_errorString = QStringLiteral("Connection closed");
+        body.clear();
+    }
     m_reply->deleteLater();
     Q_EMIT finished(body);
 }

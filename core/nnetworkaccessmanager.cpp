@@ -46,20 +46,39 @@ protected:
     QNetworkReply *createRequest(Operation operation, const QNetworkRequest &request,
                                  QIODevice *outgoingData) override
     {
+        const ConfigManager *config = NApplication::instance().configManager();
+        // Qt keeps the connection of a tolerated GET open, and a later request
+        // to the same host would be sent over it without a check of its own.
+        // Tolerated GETs go through a manager of their own, whose connections
+        // no other request can share.
+        if (operation == GetOperation && !config->strictTls() && !m_toleratesTlsErrors)
+            return toleratingManager()->createRequest(operation, request, outgoingData);
+
         // Qt 6 offers HTTP/2 to a TLS service unless told otherwise; Qt 5 does not.
         // One protocol on both keeps the TLS policy and the deadline below as they are.
         QNetworkRequest http1(request);
         http1.setAttribute(QNetworkRequest::Http2AllowedAttribute, false);
         QNetworkReply *reply = QNetworkAccessManager::createRequest(operation, http1, outgoingData);
-        const ConfigManager *config = NApplication::instance().configManager();
-        // The tolerance is narrower than it looks: Qt keeps the connection of
-        // a tolerated GET open, and a POST to the same host that follows is
-        // sent over it unverified. Hence strict is the default.
-        if (operation == GetOperation && !config->strictTls())
+        if (m_toleratesTlsErrors)
             reply->ignoreSslErrors();
         armDeadline(reply, config->requestTimeout());
         return reply;
     }
+
+private:
+    GuardedNetworkAccessManager *toleratingManager()
+    {
+        if (!m_toleratingManager) {
+            m_toleratingManager = new GuardedNetworkAccessManager(this);
+            m_toleratingManager->m_toleratesTlsErrors = true;
+            // For whoever watches the manager that the caller sees.
+            connect(m_toleratingManager, &QNetworkAccessManager::finished, this, &QNetworkAccessManager::finished);
+        }
+        return m_toleratingManager;
+    }
+
+    bool m_toleratesTlsErrors = false;
+    GuardedNetworkAccessManager *m_toleratingManager = nullptr;
 };
 
 QNetworkAccessManager *mainThreadManager()
@@ -98,6 +117,16 @@ bool onMainThread()
 QNetworkAccessManager *NNetworkAccessManager::getManager()
 {
     return onMainThread() ? mainThreadManager() : threadManager();
+}
+
+bool NNetworkAccessManager::isComplete(const QNetworkReply *reply, const QByteArray &body)
+{
+    // A compressed body's length counts the bytes on the wire, not those Qt hands on.
+    if (reply->hasRawHeader("Content-Encoding") && reply->rawHeader("Content-Encoding") != "identity")
+        return true;
+    bool announced = false;
+    const qint64 length = reply->header(QNetworkRequest::ContentLengthHeader).toLongLong(&announced);
+    return !announced || body.size() >= length;
 }
 
 } // namespace NimblaSDK

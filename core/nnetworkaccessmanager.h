@@ -2,7 +2,9 @@
 
 #include "nimblacore_export.h"
 
+class QByteArray;
 class QNetworkAccessManager;
+class QNetworkReply;
 
 namespace NimblaSDK {
 
@@ -26,7 +28,8 @@ namespace NimblaSDK {
  *   service that does not answer at all;
  * - the TLS policy: with network.strictTls on (the default) every TLS error
  *   fails the request; off, GET requests ignore TLS errors and other requests
- *   do not.
+ *   do not. The tolerated GETs go over connections of their own, which no
+ *   other request reuses.
  *
  * \code
  * QNetworkReply *reply = NNetworkAccessManager::getManager()->get(QNetworkRequest(url));
@@ -37,6 +40,15 @@ class NIMBLACORE_EXPORT NNetworkAccessManager
 {
 public:
     static QNetworkAccessManager *getManager();
+
+    /*!
+     * Whether \a body, all that was read of the finished \a reply, is as long
+     * as the reply's Content-Length announced. When the service closes the
+     * connection mid-body, Qt may finish the reply without an error, and the
+     * part that came would pass for the whole answer; a reply that fails this
+     * check is a dropped connection, whatever QNetworkReply::error() says.
+     */
+    static bool isComplete(const QNetworkReply *reply, const QByteArray &body);
 };
 
 } // namespace NimblaSDK
