@@ -114,6 +114,8 @@ QString AbstractSession::merchantId() const { return m_merchantId; }
 QString AbstractSession::externalUserId() const { return m_externalUserId; }
 int AbstractSession::loginType() const { return m_loginType; }
 
+bool AbstractSession::failedTransiently() const { return m_failedTransiently; }
+
 void AbstractSession::checkLoginType()
 {
     const QUrl url(NApplication::instance().urlsManager()->widgetSettingsUrl());
@@ -307,6 +309,8 @@ void AbstractSession::_reportFailure(const FailureRow &row, const ServiceReply &
 
 void AbstractSession::_tellFailure(const FailureRow &row, const ServiceReply *reply)
 {
+    // Known before error() is emitted: its receivers ask.
+    m_failedTransiently = reply && reply->transient();
     QVector<QStringList> lines;
     for (const FailureRow::LogStep &step : row.logSteps)
         lines << criticalLines(step, reply);

@@ -53,6 +53,9 @@ public:
     QString externalUserId() const;
     //! 0 until the widget settings answer, then 1 for direct and 2 for proxy login.
     int loginType() const;
+    //! Whether the failure that error() last told of left the service unheard: not reached, an answer
+    //! cut short, or a server error (5xx). Trying again later may succeed; a refusal is not transient.
+    bool failedTransiently() const;
 
     //! Asks the service how the project logs in, then calls tryLogin().
     void checkLoginType();
@@ -103,6 +106,7 @@ private:
     void _updateErrorTags(const QString &userId, const QString &userName, const QString &externalAccountId);
 
     int m_loginType = 0;
+    bool m_failedTransiently = false;
     QString m_token;
     QString m_accessKey;
     QString m_login;

@@ -6,6 +6,7 @@
 #include "jwt/nimblaloginjwtvalidator.h"
 #include "napplication.h"
 #include "nnetworkaccessmanager.h"
+#include "servicereply_p.h"
 #include "sessions/jwtloginsession.h"
 #include "sessions/mailrusession.h"
 #include "sessions/nimblaloginoauthsession.h"
@@ -394,9 +395,14 @@ void AuthManager::sessionRefreshed(QVariantMap sessionParameters)
 void AuthManager::sessionError(QString errorMsg)
 {
     // The interface hears the message from the session itself; here it only
-    // means that the remembered session is not worth trying again.
+    // means that the remembered session is not worth trying again, unless the
+    // service was never heard: a player who starts offline stays remembered.
     Q_UNUSED(errorMsg)
     setAutologin(false);
+    if (m_currentSession && m_currentSession->failedTransiently()) {
+        qCDebug(lcAuthManager) << "The service is out of reach; the remembered session is kept.";
+        return;
+    }
     removeSavedSessionState();
 }
 
@@ -494,11 +500,12 @@ QUrlQuery AuthManager::_getQueryForOAuthSocialProviders(const QUrl &url) const
 
 void AuthManager::_onSocialProvidersReply(QNetworkReply *reply, const QUrl &url)
 {
-    if (reply->error() != QNetworkReply::NoError) {
+    const ServiceReply answer(reply);
+    if (answer.failed()) {
         const QString failure = QStringLiteral("Failed download social providers");
         const QString message = QStringLiteral("Failed load social providers. Error code: %1; erro msg: %2")
-                                        .arg(static_cast<int>(reply->error()))
-                                        .arg(reply->errorString());
+                                        .arg(static_cast<int>(answer.networkError()))
+                                        .arg(answer.errorString());
         qCCritical(lcAuthManager).noquote() << message;
         ErrorInfo info;
         info.message = failure;
@@ -510,14 +517,14 @@ void AuthManager::_onSocialProvidersReply(QNetworkReply *reply, const QUrl &url)
         return;
     }
 
-    const QJsonObject answer = QJsonDocument::fromJson(reply->readAll()).object();
-    if (!answer.contains(QStringLiteral("socialLinks"))) {
+    const QJsonObject list = answer.answer();
+    if (!list.contains(QStringLiteral("socialLinks"))) {
         qCCritical(lcAuthManager) << "There are no social providers in login settings.";
         m_socialProviders.clear();
         Q_EMIT socialProvidersChanged(m_socialProviders);
         return;
     }
-    m_socialProviders = providersOf(answer.value(QStringLiteral("socialLinks")).toObject());
+    m_socialProviders = providersOf(list.value(QStringLiteral("socialLinks")).toObject());
     emitSocialProvidersChanged();
 }
 

@@ -476,27 +476,36 @@ void TestAuthManager::restore_data()
     QTest::addColumn<QString>("sessionClass");
     QTest::addColumn<QString>("firstRequest");
     QTest::addColumn<bool>("signsIn");
+    QTest::addColumn<QJsonObject>("tokenFault"); //!< how the token endpoint fails, if it does
 
-    QTest::newRow("nothing saved") << QJsonObject() << false << "" << "" << "" << false;
+    const QJsonObject remembered{{"type", "NimblaOAuth2"}, {"state", QJsonObject{{"refresh_token", "refresh-kept"}}}};
+    // The service out of reach: the player stays remembered for the next start.
+    QTest::newRow("NimblaOAuth2, token service failing")
+            << remembered << true << "" << "NimblaSDK::NimblaLoginOAuthSession" << projectPath("oauth2/token") << false
+            << QJsonObject{{"status", 503}, {"body", "Service Unavailable"}, {"contentType", "text/plain"}};
+    QTest::newRow("NimblaOAuth2, token answer cut")
+            << remembered << true << "" << "NimblaSDK::NimblaLoginOAuthSession" << projectPath("oauth2/token") << false
+            << QJsonObject{{"cutBody", true}, {"status", 200}, {"body", QString(60, QLatin1Char('x'))}};
+    QTest::newRow("nothing saved") << QJsonObject() << false << "" << "" << "" << false << QJsonObject();
     QTest::newRow("OAuth2, empty state: browser")
             << QJsonObject{{"type", "OAuth2"}, {"provider", "testbook"}, {"state", QJsonObject()}} << true << ""
-            << "NimblaSDK::SocialNetworkOAuthSession" << projectPath("social/testbook/authorize") << true;
+            << "NimblaSDK::SocialNetworkOAuthSession" << projectPath("social/testbook/authorize") << true << QJsonObject();
     QTest::newRow("OAuth2, refused refresh token")
             << QJsonObject{{"type", "OAuth2"}, {"provider", "testbook"},
                            {"state", QJsonObject{{"refresh_token", "refresh-unknown"}}}}
-            << true << "" << "NimblaSDK::SocialNetworkOAuthSession" << projectPath("oauth2/token") << false;
+            << true << "" << "NimblaSDK::SocialNetworkOAuthSession" << projectPath("oauth2/token") << false << QJsonObject();
     QTest::newRow("NimblaOAuth2, refused refresh token")
             << QJsonObject{{"type", "NimblaOAuth2"}, {"state", QJsonObject{{"refresh_token", "refresh-unknown"}}}}
-            << true << "" << "NimblaSDK::NimblaLoginOAuthSession" << projectPath("oauth2/token") << false;
+            << true << "" << "NimblaSDK::NimblaLoginOAuthSession" << projectPath("oauth2/token") << false << QJsonObject();
     QTest::newRow("NimblaOAuth2, empty state")
             << QJsonObject{{"type", "NimblaOAuth2"}, {"state", QJsonObject()}} << true << ""
-            << "NimblaSDK::NimblaLoginOAuthSession" << projectPath("oauth2/token") << false;
+            << "NimblaSDK::NimblaLoginOAuthSession" << projectPath("oauth2/token") << false << QJsonObject();
     QTest::newRow("Undefined") << QJsonObject{{"type", "Undefined"}, {"state", QJsonObject()}} << false
-                               << "Unknown session type: Undefined" << "" << "" << false;
+                               << "Unknown session type: Undefined" << "" << "" << false << QJsonObject();
     QTest::newRow("unknown text") << QJsonObject{{"type", "oauth2"}, {"provider", "testbook"}} << false
-                                  << "Unknown session type: oauth2" << "" << "" << false;
+                                  << "Unknown session type: oauth2" << "" << "" << false << QJsonObject();
     QTest::newRow("no type") << QJsonObject{{"state", QJsonObject()}} << false << "Unknown session type: " << ""
-                             << "" << false;
+                             << "" << false << QJsonObject();
 }
 
 void TestAuthManager::restore()
@@ -507,7 +516,10 @@ void TestAuthManager::restore()
     QFETCH(QString, sessionClass);
     QFETCH(QString, firstRequest);
     QFETCH(bool, signsIn);
+    QFETCH(QJsonObject, tokenFault);
 
+    if (!tokenFault.isEmpty())
+        m_emulator.injectFault(m_emulator.baseUrl().resolved(QUrl(firstRequest)), tokenFault);
     if (!record.isEmpty())
         QVERIFY(saveRecord(record));
     AuthManager manager;
@@ -535,10 +547,15 @@ void TestAuthManager::restore()
     if (signsIn) {
         QTRY_COMPARE(manager.CurrentSession()->userName(), QStringLiteral("frank"));
         QVERIFY(manager.isAutologin());
+    } else if (!tokenFault.isEmpty()) {
+        QTRY_VERIFY(!manager.isAutologin());
+        QCOMPARE(savedRecord(), record);
+        QVERIFY(manager.CurrentSession()->failedTransiently());
     } else {
-        // A restore that fails is tried once only.
+        // A restore that the service refuses is tried once only.
         QTRY_VERIFY(!manager.isAutologin());
         QTRY_COMPARE(savedRecord(), QJsonObject());
+        QVERIFY(!manager.CurrentSession()->failedTransiently());
     }
 }
 

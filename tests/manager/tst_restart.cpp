@@ -49,9 +49,12 @@ private Q_SLOTS:
     void initTestCase();
     void rememberedAcrossStarts();
     void revokedTokenIsForgotten();
+    void offlineStartKeepsThePlayer();
 
 private:
     QJsonObject start(const QString &step);
+    //! The launcher's configuration; \a online false points every service at a port where nothing listens.
+    void configure(bool online);
     //! The token requests of the last start, as "grant_type refresh_token"; other sign-in requests by path.
     QStringList signInRequests();
 
@@ -61,9 +64,21 @@ private:
 void TestRestart::initTestCase()
 {
     QVERIFY(m_emulator.start());
-    // A launcher of its own: the manager tests share this keyring and run beside this one.
-    QVERIFY(m_emulator.loadConfig({{"appAccountName", "NimblaRestartLauncher"}}));
+    configure(true);
     removeRecord();
+}
+
+void TestRestart::configure(bool online)
+{
+    QJsonObject urls;
+    if (!online) {
+        const QString port = QStringLiteral(":%1/").arg(m_emulator.baseUrl().port());
+        const QJsonObject configured = m_emulator.config().value("urls").toObject();
+        for (auto url = configured.begin(); url != configured.end(); ++url)
+            urls.insert(url.key(), url.value().toString().replace(port, QStringLiteral(":1/")));
+    }
+    // A launcher of its own: the manager tests share this keyring and run beside this one.
+    QVERIFY(m_emulator.loadConfig({{"appAccountName", "NimblaRestartLauncher"}, {"urls", urls}}));
 }
 
 QJsonObject TestRestart::start(const QString &step)
@@ -141,6 +156,28 @@ void TestRestart::revokedTokenIsForgotten()
 
     const QJsonObject next = start("restore");
     QCOMPARE(next.value("started").toBool(), false);
+}
+
+void TestRestart::offlineStartKeepsThePlayer()
+{
+    QCOMPARE(start("signin").value("social").toObject(), signedIn("frank", false));
+    const QString token = savedRefreshToken();
+
+    configure(false);
+    const QJsonObject offline = start("restore");
+    configure(true);
+    QCOMPARE(offline.value("started").toBool(), true);
+    const QJsonObject outcome = offline.value("restore").toObject();
+    QCOMPARE(outcome.value("finished").toInt(), 0);
+    QCOMPARE(outcome.value("errors").toArray(), QJsonArray{"Connection refused"});
+    QCOMPARE(outcome.value("autologin").toBool(), false);
+    QCOMPARE(outcome.value("rememberMe").toBool(), true);
+    QCOMPARE(savedRefreshToken(), token);
+
+    // Back online, the next start signs in without a password.
+    const QJsonObject online = start("restore");
+    QCOMPARE(online.value("restore").toObject(), signedIn("frank", true));
+    QCOMPARE(signInRequests(), QStringList{"refresh_token " + token});
 }
 
 QTEST_GUILESS_MAIN(TestRestart)
