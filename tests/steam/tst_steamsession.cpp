@@ -314,8 +314,9 @@ void TestSteamSession::failures()
 
 void TestSteamSession::pumpRunsUntilAnOkTicket()
 {
+    const int ticketTicks = 6;
     Client client;
-    client.ticks = 4;
+    client.ticks = ticketTicks;
     client.apply();
     const int before = m_standIn->pumpCount();
     QElapsedTimer clock;
@@ -325,17 +326,20 @@ void TestSteamSession::pumpRunsUntilAnOkTicket()
     attempt.session.tryLogin();
     QTRY_COMPARE(attempt.finished.count(), 1);
 
-    // Four ticks brought the ticket, each about 100 ms after the one before.
+    // The ticks brought the ticket about 100 ms apart. A tick that a busy machine delays is
+    // followed by a shorter gap, as the timer keeps to its schedule: the median gap is the measure.
     const int ticks = m_standIn->pumpCount() - before;
-    QCOMPARE(ticks, 4);
-    for (int tick = before + 1; tick < before + ticks; ++tick) {
-        const qint64 gap = m_standIn->pumpTimeMs(tick) - m_standIn->pumpTimeMs(tick - 1);
-        QVERIFY2(gap >= 90 && gap <= 400, qPrintable(QStringLiteral("%1 ms between ticks").arg(gap)));
-    }
-    QVERIFY(clock.elapsed() >= 4 * 90);
+    QCOMPARE(ticks, ticketTicks);
+    QVector<qint64> gaps;
+    for (int tick = before + 1; tick < before + ticks; ++tick)
+        gaps << m_standIn->pumpTimeMs(tick) - m_standIn->pumpTimeMs(tick - 1);
+    std::sort(gaps.begin(), gaps.end());
+    const qint64 median = gaps.at(gaps.size() / 2);
+    QVERIFY2(median >= 90 && median <= 160, qPrintable(QStringLiteral("a median of %1 ms between ticks").arg(median)));
+    QVERIFY(clock.elapsed() >= ticketTicks * 90);
     // The OK ticket stopped the pump.
     QVERIFY(!attempt.errors.wait(400));
-    QCOMPARE(m_standIn->pumpCount() - before, 4);
+    QCOMPARE(m_standIn->pumpCount() - before, ticketTicks);
 }
 
 void TestSteamSession::pumpKeepsRunningAfterAFailedTicket()
