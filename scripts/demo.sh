@@ -20,16 +20,5 @@ nimbla_build "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DNIMBLA_BUILD_TESTS=OFF
 demo=("$build/examples/cli/nimbla-auth" --emulator "$build/emulator/nimbla-login-emulator"
       --data "$build/demo-data" "$@")
 
-# A desktop session with a running Secret Service keeps the remembered session in the user's keyring.
-if [ -n "${DBUS_SESSION_BUS_ADDRESS:-}" ] &&
-   gdbus introspect --session --dest org.freedesktop.secrets --object-path /org/freedesktop/secrets >/dev/null 2>&1; then
-    exec "${demo[@]}"
-fi
-
-# Otherwise a private keyring, whose files stay under the build folder for the next run.
-keyring="$build/demo-keyring"
-mkdir -p "$keyring/data" "$keyring/run"
-chmod 700 "$keyring/run"
-export XDG_DATA_HOME="$keyring/data" XDG_RUNTIME_DIR="$keyring/run"
-unset DBUS_SESSION_BUS_ADDRESS
-nimbla_with_private_keyring "${demo[@]}"
+# A desktop session's keyring, or a private one whose files stay under the build folder for the next run.
+nimbla_with_launcher_keyring "$build/demo-keyring" "${demo[@]}"

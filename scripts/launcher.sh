@@ -7,9 +7,12 @@
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 
-nimbla_install_missing cmake ninja-build g++ pkg-config "${NIMBLA_QT_PACKAGES[@]}" libpoco-dev libsecret-1-dev
+nimbla_install_missing cmake ninja-build g++ pkg-config "${NIMBLA_QT_PACKAGES[@]}" libpoco-dev libsecret-1-dev \
+    dbus gnome-keyring libglib2.0-bin
 
 build="$NIMBLA_ROOT/build/release$NIMBLA_QT_SUFFIX"
 nimbla_build "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DNIMBLA_BUILD_TESTS=OFF -DNIMBLA_QT_MAJOR="$NIMBLA_QT_MAJOR"
 
-exec "$build/examples/launcher/nimbla-launcher" --data "$build/launcher-data" "$@"
+# A desktop session's keyring, or a private one whose files stay under the build folder for the next run.
+nimbla_with_launcher_keyring "$build/launcher-keyring" "$build/examples/launcher/nimbla-launcher" \
+    --data "$build/launcher-data" "$@"

@@ -67,9 +67,12 @@ nimbla_build() {
 
 # nimbla_with_private_keyring <command> [arguments...]
 # Runs the command in a private D-Bus session with its own unlocked gnome-keyring, whose files go
-# under XDG_DATA_HOME and XDG_RUNTIME_DIR.
+# under XDG_DATA_HOME and XDG_RUNTIME_DIR. The bus daemon's warnings are kept out of the output
+# unless the command's arguments include --verbose.
 nimbla_with_private_keyring() {
-    dbus-run-session -- bash -c '
+    local daemon="$NIMBLA_ROOT/scripts/quiet-dbus-daemon"
+    [[ " $* " == *" --verbose "* ]] && daemon=dbus-daemon
+    dbus-run-session --dbus-daemon="$daemon" -- bash -c '
         set -e
         # The unlock password must not be empty, and the daemon must own its name
         # before the first client, or a second daemon finds the keyring locked.
@@ -77,4 +80,60 @@ nimbla_with_private_keyring() {
         gdbus wait --session --timeout 10 org.freedesktop.secrets
         exec "$@"
     ' bash "$@"
+}
+
+# nimbla_with_launcher_keyring <folder> <command> [arguments...]
+# Runs the command as a launcher runs: with the desktop's Secret Service when there is one, otherwise
+# with a private keyring whose files stay in <folder> for the next run.
+nimbla_with_launcher_keyring() {
+    local folder=$1
+    shift
+    if [ -n "${DBUS_SESSION_BUS_ADDRESS:-}" ] &&
+       gdbus introspect --session --dest org.freedesktop.secrets --object-path /org/freedesktop/secrets >/dev/null 2>&1; then
+        "$@"
+        return
+    fi
+    mkdir -p "$folder/data" "$folder/run"
+    chmod 700 "$folder/run"
+    (
+        export XDG_DATA_HOME="$folder/data" XDG_RUNTIME_DIR="$folder/run"
+        unset DBUS_SESSION_BUS_ADDRESS
+        nimbla_with_private_keyring "$@"
+    )
+}
+
+# nimbla_build_sanitized <build folder> <Qt major>
+# The test suite's build: Debug, with AddressSanitizer and UndefinedBehaviorSanitizer.
+nimbla_build_sanitized() {
+    nimbla_build "$1" -DCMAKE_BUILD_TYPE=Debug -DNIMBLA_SANITIZE=ON -DNIMBLA_QT_MAJOR="$2"
+}
+
+# The Windows vault test is cross-compiled Qt-free code run under Wine: the Qt version changes
+# nothing in it, so it runs on Qt 5 only. The Chromium tests drive the library's own Qt code and
+# run on both.
+NIMBLA_QT6_CTEST_OPTIONS=(-E '^platform\.wincredentialvault$')
+
+# nimbla_ctest_in_private_home <build folder> [ctest options...]
+# Runs the build's tests as CI does: any sanitizer report fails its test, a test that would skip for
+# want of the environment fails instead, and the keyring, the settings and the Wine prefix live in a
+# throw-away home, so that a run finds nothing an earlier one left.
+nimbla_ctest_in_private_home() {
+    local build=$1
+    shift
+    local home
+    home=$(mktemp -d)
+    (
+        export ASAN_OPTIONS="abort_on_error=0:halt_on_error=1:detect_leaks=1:exitcode=23"
+        export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
+        export LSAN_OPTIONS="suppressions=$NIMBLA_ROOT/tests/lsan.supp:print_suppressions=0"
+        export NIMBLA_REQUIRE_TEST_ENVIRONMENT=1
+        unset DISPLAY WAYLAND_DISPLAY DBUS_SESSION_BUS_ADDRESS
+        export HOME="$home"
+        export XDG_CONFIG_HOME="$home/.config" XDG_DATA_HOME="$home/.local/share" XDG_RUNTIME_DIR="$home/run"
+        mkdir -p "$XDG_RUNTIME_DIR" && chmod 700 "$XDG_RUNTIME_DIR"
+        nimbla_with_private_keyring ctest --test-dir "$build" --output-on-failure -j2 --timeout 600 "$@"
+    )
+    local status=$?
+    rm -rf "$home"
+    return $status
 }
