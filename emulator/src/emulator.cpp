@@ -10,6 +10,7 @@ namespace NimblaEmulator {
 namespace {
 
 constexpr int kMaxThreads = 64;
+constexpr long kKeepAliveSeconds = 600;
 
 Poco::Net::ServerSocket bindLoopback(int port)
 {
@@ -119,7 +120,10 @@ void Emulator::start()
     params->setMaxThreads(kMaxThreads);
     params->setMaxQueued(256);
     params->setKeepAlive(true);
-    params->setKeepAliveTimeout(Poco::Timespan(5, 0));
+    // A client reuses an idle kept-alive connection for as long as it caches it (Qt: two minutes).
+    // Closed by the server meanwhile, a request sent on it just then is sent again, and a test that
+    // counts requests sees two. The client closes its idle connections first.
+    params->setKeepAliveTimeout(Poco::Timespan(kKeepAliveSeconds, 0));
     _server = std::make_unique<Poco::Net::HTTPServer>(new RequestHandlerFactory(_router, _context), _threads,
                                                       _socket, params);
     _server->start();
