@@ -37,6 +37,11 @@ struct RetiredListener
     void shutDown()
     {
         server->stopAll(true);
+        // A connection accepted just before the stop has handed the server's dispatcher to a
+        // pooled thread that may not have started it yet. Destroying the pool then would drop
+        // that start, and with it the dispatcher's hold on itself, which is never let go: the
+        // threads finish what they were given first.
+        threads->joinAll();
         server.reset();
         threads.reset();
     }

@@ -22,8 +22,9 @@ namespace NimblaSDK {
  *
  * The reaper's threads belong to the application and are joined when it is
  * destroyed, so no POCO thread of a listener outlives it. Joining a
- * listener's own thread pool waits for its requests still in flight, which
- * POCO bounds to ten seconds each.
+ * listener's own thread pool waits for what its threads were given, the
+ * requests still in flight among it; each is bounded by its own time-outs,
+ * the token check's request deadline and POCO's ten seconds a request.
  *
  * Exported only so that the tests can drive the server directly.
  */
