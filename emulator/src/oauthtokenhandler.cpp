@@ -198,8 +198,7 @@ void OAuthTokenHandler::exchangeCode(HttpExchange& exchange, const Seed::Project
         sendOAuthError(exchange, "invalid_request", "code is missing");
         return;
     }
-    // Every code is issued for a redirect_uri, so the exchange must name it.
-    if (!redirectUri || !RedirectUriPolicy::allows(project, *redirectUri))
+    if (redirectUri && !RedirectUriPolicy::allows(project, *redirectUri))
     {
         sendOAuthError(exchange, "invalid_request",
                        "redirect_uri must be a loopback address or a registered one, without a fragment");
@@ -212,7 +211,8 @@ void OAuthTokenHandler::exchangeCode(HttpExchange& exchange, const Seed::Project
         sendOAuthError(exchange, "invalid_grant", "authorization code is unknown or already used");
         return;
     }
-    if (redemption.grant->redirectUri != *redirectUri)
+    // Every code is issued for a redirect_uri, so leaving it out is a mismatch too (RFC 6749, 4.1.3).
+    if (!redirectUri || redemption.grant->redirectUri != *redirectUri)
     {
         sendOAuthError(exchange, "invalid_grant", "redirect_uri differs from the one the code was issued for");
         return;

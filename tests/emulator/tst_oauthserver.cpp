@@ -162,7 +162,7 @@ void TestOAuthServer::tokenRequests_data()
     row("code-sent-twice", Demo, publicClient + "&code=$CODE", {}, 400, "invalid_request", false);
     row("client-sent-twice", Demo, publicClient + "&client_id=101", {}, 400, "invalid_request", false);
     row("no-redirect-uri", Demo, "grant_type=authorization_code&code=$CODE&client_id=101", {}, 400,
-        "invalid_request", false);
+        "invalid_grant", true);
     row("redirect-uri-with-fragment", Demo,
         "grant_type=authorization_code&code=$CODE&client_id=101&redirect_uri=" + QUrl::toPercentEncoding(Loopback + "#top"),
         {}, 400, "invalid_request", false);
