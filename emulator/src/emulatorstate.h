@@ -26,6 +26,8 @@ public:
         std::string login;
         std::string redirectUri;
         bool forgedToken = false;
+        // Codes and refresh tokens in padded base64, which a client has to form-encode to send back.
+        bool base64Tokens = false;
         // The authorization code that the chain of refresh tokens started
         // from; empty for tokens that no code led to.
         std::string family;
@@ -78,7 +80,7 @@ public:
     std::optional<Seed::Otp> takeOtp(const std::vector<std::string>& candidates);
 
 private:
-    static std::string randomToken(const char* prefix);
+    static std::string randomToken(const char* prefix, bool base64);
     void changed() const;
 
     std::function<void()> _changeListener;

@@ -127,6 +127,7 @@ void PasswordLoginHandler::handleOAuth(HttpExchange& exchange) const
     grant.clientId = attempt.project->clientId;
     grant.login = attempt.user->login;
     grant.redirectUri = _context.layout().url(UrlLayout::Callback);
+    grant.base64Tokens = attempt.user->base64Tokens;
 
     Poco::URI url(grant.redirectUri);
     url.addQueryParameter("code", _context.state().issueCode(grant));

@@ -179,6 +179,7 @@ void SocialHandler::handleAuthorize(HttpExchange& exchange) const
         grant.login = user->login;
         grant.redirectUri = redirectUri;
         grant.forgedToken = user->behaviour == "invalid-token";
+        grant.base64Tokens = user->base64Tokens;
         target.addQueryParameter("code", _context.state().issueCode(grant));
     }
     target.addQueryParameter("state", *state);

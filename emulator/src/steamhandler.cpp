@@ -93,6 +93,7 @@ void SteamHandler::handleOAuthLogin(HttpExchange& exchange) const
         grant.clientId = project->clientId;
         grant.login = user->sub;
         grant.redirectUri = callback;
+        grant.base64Tokens = user->base64Tokens;
         target.addQueryParameter("code", _context.state().issueCode(grant));
     }
     if (user->behaviour == "wrong-state")
