@@ -200,6 +200,16 @@ void EmulatorState::changed() const
         _changeListener();
 }
 
+void EmulatorState::setPkceRequired(bool required)
+{
+    _pkceRequired = required;
+}
+
+bool EmulatorState::pkceRequired() const
+{
+    return _pkceRequired;
+}
+
 void EmulatorState::setEmail(const std::string& sub, const std::string& email)
 {
     std::lock_guard<std::mutex> lock(_mutex);

@@ -1,5 +1,6 @@
 #include "oauthtokenhandler.h"
 
+#include "codechallenge.h"
 #include "redirecturipolicy.h"
 
 #include <Poco/Base64Decoder.h>
@@ -193,6 +194,7 @@ void OAuthTokenHandler::exchangeCode(HttpExchange& exchange, const Seed::Project
 {
     const std::optional<std::string> code = field(form, "code");
     const std::optional<std::string> redirectUri = field(form, "redirect_uri");
+    const std::optional<std::string> verifier = field(form, "code_verifier");
     if (!code)
     {
         sendOAuthError(exchange, "invalid_request", "code is missing");
@@ -202,6 +204,11 @@ void OAuthTokenHandler::exchangeCode(HttpExchange& exchange, const Seed::Project
     {
         sendOAuthError(exchange, "invalid_request",
                        "redirect_uri must be a loopback address or a registered one, without a fragment");
+        return;
+    }
+    if (verifier && !CodeChallenge::isWellFormed(*verifier))
+    {
+        sendOAuthError(exchange, "invalid_request", "code_verifier must be 43 to 128 unreserved characters");
         return;
     }
 
@@ -215,6 +222,12 @@ void OAuthTokenHandler::exchangeCode(HttpExchange& exchange, const Seed::Project
     if (!redirectUri || redemption.grant->redirectUri != *redirectUri)
     {
         sendOAuthError(exchange, "invalid_grant", "redirect_uri differs from the one the code was issued for");
+        return;
+    }
+    if (!redemption.grant->codeChallenge.empty()
+        && !(verifier && CodeChallenge::verifies(redemption.grant->codeChallenge, *verifier)))
+    {
+        sendOAuthError(exchange, "invalid_grant", "code_verifier is missing or does not match the code_challenge");
         return;
     }
     EmulatorState::Grant grant = *redemption.grant;
