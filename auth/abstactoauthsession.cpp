@@ -10,7 +10,6 @@
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QRandomGenerator>
-#include <QUrlQuery>
 
 namespace NimblaSDK {
 
@@ -30,6 +29,22 @@ const FailureRow ExchangeUnanswered = FailureRow(lcOAuthSession)
         .event(FailedEvent)
         .report("NimblaOAuthLogin: Authorization failed", FailureRow::FirstLogLine)
         .errorFromNetwork();
+
+using FormFields = QVector<QPair<QString, QString>>;
+
+// Every form is built here. All but the unreserved characters are encoded,
+// '+' as %2B included: a form decoder reads a bare '+' as a space, and codes
+// and tokens may well hold one.
+QByteArray formBody(const FormFields &fields)
+{
+    QByteArray body;
+    for (const auto &field : fields) {
+        if (!body.isEmpty())
+            body += '&';
+        body += QUrl::toPercentEncoding(field.first) + '=' + QUrl::toPercentEncoding(field.second);
+    }
+    return body;
+}
 
 } // namespace
 
@@ -92,21 +107,20 @@ void AbstactOAuthSession::_oauthGetJwt(const QString &code, const QString &redir
 {
     const QUrl url(NApplication::instance().urlsManager()->oauthExchangeCodeUrl());
 
-    QUrlQuery form;
+    FormFields form;
     if (refresh) {
-        form.addQueryItem(QStringLiteral("grant_type"), QStringLiteral("refresh_token"));
-        form.addQueryItem(QStringLiteral("refresh_token"), refreshToken());
+        form = {{QStringLiteral("grant_type"), QStringLiteral("refresh_token")},
+                {QStringLiteral("refresh_token"), refreshToken()}};
     } else {
-        form.addQueryItem(QStringLiteral("grant_type"), QStringLiteral("authorization_code"));
-        form.addQueryItem(QStringLiteral("code"), code);
+        form = {{QStringLiteral("grant_type"), QStringLiteral("authorization_code")}, {QStringLiteral("code"), code}};
     }
-    form.addQueryItem(QStringLiteral("client_id"),
-                      QString::number(NApplication::instance().configManager()->oauth2ClientId()));
-    form.addQueryItem(QStringLiteral("redirect_uri"), redirectUri);
+    form.append({QStringLiteral("client_id"),
+                 QString::number(NApplication::instance().configManager()->oauth2ClientId())});
+    form.append({QStringLiteral("redirect_uri"), redirectUri});
 
     QNetworkRequest request(url);
     request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/x-www-form-urlencoded"));
-    QNetworkReply *reply = NNetworkAccessManager::getManager()->post(request, form.toString(QUrl::FullyEncoded).toUtf8());
+    QNetworkReply *reply = NNetworkAccessManager::getManager()->post(request, formBody(form));
 
     // Released even when the session is gone before the answer comes.
     connect(reply, &QNetworkReply::finished, reply, &QObject::deleteLater);

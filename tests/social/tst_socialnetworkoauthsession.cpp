@@ -4,6 +4,7 @@
 #include "emulatorfixture.h"
 #include "headlesschromium.h"
 #include "napplication.h"
+#include "oauthmode.h"
 #include "signinchecks.h"
 #include "testenvironment.h"
 
@@ -158,13 +159,18 @@ void TestSocialNetworkOAuthSession::everyAttemptSendsTheSameState()
 void TestSocialNetworkOAuthSession::signsInThenRefreshes_data()
 {
     QTest::addColumn<bool>("chromium");
-    QTest::newRow("simulated-browser") << false;
-    QTest::newRow("headless-chromium") << true;
+    QTest::addColumn<OAuthMode>("mode");
+    QTest::newRow("simulated-browser") << false << OAuthMode::AsToday;
+    QTest::newRow("simulated-browser/base64-tokens") << false << OAuthMode::Base64Tokens;
+    QTest::newRow("headless-chromium") << true << OAuthMode::AsToday;
 }
 
 void TestSocialNetworkOAuthSession::signsInThenRefreshes()
 {
     QFETCH(bool, chromium);
+    QFETCH(OAuthMode, mode);
+    const bool base64 = mode == OAuthMode::Base64Tokens;
+    const QString provider = base64 ? QStringLiteral("testbook-base64") : QStringLiteral("testbook");
     HeadlessChromium realBrowser;
     if (chromium) {
         // Starting a real browser may take longer than the shortened time-out.
@@ -173,7 +179,7 @@ void TestSocialNetworkOAuthSession::signsInThenRefreshes()
                                    "chromium is not installed (scripts/lib.sh installs it)");
         realBrowser.install();
     }
-    OAuthAttempt attempt(chromium ? Browser::Absent : Browser::Walking, QStringLiteral("testbook"));
+    OAuthAttempt attempt(chromium ? Browser::Absent : Browser::Walking, provider);
     QSignalSpy walked(&attempt.browser, &SimulatedBrowser::finished);
     expectAttemptLines();
     QTest::ignoreMessage(QtInfoMsg, "Shutting down local server");
@@ -181,8 +187,8 @@ void TestSocialNetworkOAuthSession::signsInThenRefreshes()
 
     QVERIFY(attempt.finished.wait(chromium ? 50000 : 15000));
     QVERIFY(attempt.finishedOnMainThread);
-    QCOMPARE(attempt.session.login(), QStringLiteral("frank-testbook@example.com"));
-    QCOMPARE(attempt.session.externalUserId(), QStringLiteral("testbook-000042"));
+    QCOMPARE(attempt.session.login(), base64 ? "rob-base64@example.com" : "frank-testbook@example.com");
+    QCOMPARE(attempt.session.externalUserId(), base64 ? "testbook-000045" : "testbook-000042");
     QCOMPARE((chromium ? realBrowser.opened() : attempt.browser.opened()).size(), 1);
     if (!chromium) {
         QTRY_COMPARE(walked.count(), 1);
@@ -197,20 +203,21 @@ void TestSocialNetworkOAuthSession::signsInThenRefreshes()
     const Items exchange = tokenForm(exchanges, 0);
     QCOMPARE(exchange.value(0), qMakePair(QStringLiteral("grant_type"), QStringLiteral("authorization_code")));
     QCOMPARE(exchange.value(3), qMakePair(QStringLiteral("redirect_uri"), queryValue(attempt.address(), "redirect_uri")));
+    QCOMPARE(holdsFormUnsafeCharacters(exchange.value(1).second), base64);
     const QJsonObject saved = attempt.session.sessionState();
     QCOMPARE(saved.value("access_token").toString(), attempt.session.jwt());
-    QVERIFY(!saved.value("refresh_token").toString().isEmpty());
+    QCOMPARE(holdsFormUnsafeCharacters(saved.value("refresh_token").toString()), base64);
     QVERIFY(!attempt.errors.wait(2500));
     QVERIFY(errorReports().isEmpty());
 
     // A later run restores the saved state and signs in again without the browser.
-    SocialNetworkOAuthSession restored(QStringLiteral("testbook"), nullptr);
+    SocialNetworkOAuthSession restored(provider, nullptr);
     QSignalSpy restoredFinished(&restored, &AbstractSession::loginFinished);
     restored.setSessionState(saved);
     restored.refresh();
     QVERIFY(restoredFinished.wait(15000));
     QCOMPARE((chromium ? realBrowser.opened() : attempt.browser.opened()).size(), 1);
-    QCOMPARE(restored.userName(), QStringLiteral("frank"));
+    QCOMPARE(restored.userName(), base64 ? "rob" : "frank");
     exchanges = m_emulator.requests(tokenEndpointPath());
     QCOMPARE(exchanges.size(), 2);
     QCOMPARE(tokenForm(exchanges, 1),

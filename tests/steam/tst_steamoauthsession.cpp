@@ -2,6 +2,7 @@
 
 #include "emulatorfixture.h"
 #include "napplication.h"
+#include "oauthmode.h"
 #include "steamstandin.h"
 
 #include <QtTest>
@@ -66,6 +67,7 @@ private Q_SLOTS:
     void failures();
     void undecodableTokenGoesOn_data();
     void undecodableTokenGoesOn();
+    void refreshesWithoutSteam_data();
     void refreshesWithoutSteam();
     void sendEmail_data();
     void sendEmail();
@@ -302,8 +304,20 @@ void TestSteamOAuthSession::undecodableTokenGoesOn()
     QCOMPARE(attempt.refreshed.count(), asksForEmail ? 0 : 1);
 }
 
+void TestSteamOAuthSession::refreshesWithoutSteam_data()
+{
+    QTest::addColumn<OAuthMode>("mode");
+    QTest::newRow("as-today") << OAuthMode::AsToday;
+    QTest::newRow("base64-tokens") << OAuthMode::Base64Tokens;
+}
+
 void TestSteamOAuthSession::refreshesWithoutSteam()
 {
+    QFETCH(OAuthMode, mode);
+    Client client;
+    client.ticket = mode == OAuthMode::Base64Tokens ? "steam-sam-base64" : "steam-ivan";
+    client.apply();
+
     OAuthAttempt attempt;
     attempt.session.tryLogin();
     QTRY_COMPARE(attempt.finished.count(), 1);
@@ -317,6 +331,8 @@ void TestSteamOAuthSession::refreshesWithoutSteam()
     const QJsonArray exchanges = m_emulator.requests(tokenPath());
     QCOMPARE(exchanges.size(), 2);
     QCOMPARE(form(exchanges.at(1)).value(1), qMakePair(QStringLiteral("refresh_token"), refreshToken));
+    QCOMPARE(holdsFormUnsafeCharacters(form(exchanges.at(0)).value(1).second), mode == OAuthMode::Base64Tokens);
+    QCOMPARE(holdsFormUnsafeCharacters(refreshToken), mode == OAuthMode::Base64Tokens);
     QCOMPARE(attempt.session.userName(), Persona);
 }
 
