@@ -6,10 +6,12 @@
 #include "nnetworkaccessmanager.h"
 #include "servicereply_p.h"
 
+#include <QCryptographicHash>
 #include <QJsonDocument>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QRandomGenerator>
+#include <QUrlQuery>
 
 namespace NimblaSDK {
 
@@ -44,6 +46,18 @@ QByteArray formBody(const FormFields &fields)
         body += QUrl::toPercentEncoding(field.first) + '=' + QUrl::toPercentEncoding(field.second);
     }
     return body;
+}
+
+// Characters drawn from the system's secure random source: what is random
+// here guards a sign-in, so it must not be guessable from a seeded sequence.
+QString randomText(const QString &alphabet, int length)
+{
+    QRandomGenerator *random = QRandomGenerator::system();
+    QString text;
+    text.reserve(length);
+    for (int i = 0; i < length; ++i)
+        text.append(alphabet.at(int(random->bounded(quint32(alphabet.size())))));
+    return text;
 }
 
 } // namespace
@@ -92,18 +106,31 @@ void AbstactOAuthSession::_restoreTokenState(const QJsonObject &state)
 
 QString AbstactOAuthSession::_generateState()
 {
-    static const QString alphabet = QStringLiteral("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789");
-    // The state is what stops a forged redirect from being accepted, so it
-    // must not be guessable: a secure source, not a seeded sequence.
-    QRandomGenerator *random = QRandomGenerator::system();
-    QString state;
-    state.reserve(12);
-    for (int i = 0; i < 12; ++i)
-        state.append(alphabet.at(int(random->bounded(quint32(alphabet.size())))));
-    return state;
+    // The state is what stops a forged redirect from being accepted.
+    return randomText(QStringLiteral("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789"), 12);
 }
 
-void AbstactOAuthSession::_oauthGetJwt(const QString &code, const QString &redirectUri, bool refresh)
+QString AbstactOAuthSession::_generateCodeVerifier()
+{
+    // RFC 7636 allows 43 to 128 of these; 64 draws from 66 characters are some 386 bits.
+    return randomText(QStringLiteral("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~"), 64);
+}
+
+QUrl AbstactOAuthSession::_withCodeChallenge(QUrl url, const QString &codeVerifier)
+{
+    // A server without PKCE ignores both items; one with it binds the code to
+    // the challenge, so a code caught on its way here is of no use without the verifier.
+    const QByteArray challenge = QCryptographicHash::hash(codeVerifier.toLatin1(), QCryptographicHash::Sha256)
+                                         .toBase64(QByteArray::Base64UrlEncoding | QByteArray::OmitTrailingEquals);
+    QUrlQuery query(url);
+    query.addQueryItem(QStringLiteral("code_challenge"), QString::fromLatin1(challenge));
+    query.addQueryItem(QStringLiteral("code_challenge_method"), QStringLiteral("S256"));
+    url.setQuery(query);
+    return url;
+}
+
+void AbstactOAuthSession::_oauthGetJwt(const QString &code, const QString &redirectUri, bool refresh,
+                                       const QString &codeVerifier)
 {
     const QUrl url(NApplication::instance().urlsManager()->oauthExchangeCodeUrl());
 
@@ -117,6 +144,8 @@ void AbstactOAuthSession::_oauthGetJwt(const QString &code, const QString &redir
     form.append({QStringLiteral("client_id"),
                  QString::number(NApplication::instance().configManager()->oauth2ClientId())});
     form.append({QStringLiteral("redirect_uri"), redirectUri});
+    if (!codeVerifier.isEmpty())
+        form.append({QStringLiteral("code_verifier"), codeVerifier});
 
     QNetworkRequest request(url);
     request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/x-www-form-urlencoded"));

@@ -7,6 +7,7 @@
 enum class OAuthMode {
     AsToday,      //!< hex codes and tokens
     Base64Tokens, //!< a player whose codes and refresh tokens hold '+', '/' and '='
+    PkceRequired, //!< an authorization request without a code challenge is refused
 };
 Q_DECLARE_METATYPE(OAuthMode)
 

@@ -93,6 +93,7 @@ void TestNimblaLoginOAuthSession::init()
 {
     m_emulator.clearFaults();
     m_emulator.clearRequests();
+    m_emulator.setPkceRequired(false);
     QVERIFY(m_emulator.loadConfig({{"appAccountName", Account}}));
     deleteCredential(Account);
     clearJournals();
@@ -195,6 +196,8 @@ void TestNimblaLoginOAuthSession::fullSignInThenRefresh_data()
     QTest::newRow("as-today") << OAuthMode::AsToday << "alice@example.com" << "alice-password" << "alice-access-key";
     QTest::newRow("base64-tokens") << OAuthMode::Base64Tokens << "quinn-base64@example.com" << "quinn-password"
                                    << "quinn-access-key";
+    QTest::newRow("pkce-required") << OAuthMode::PkceRequired << "alice@example.com" << "alice-password"
+                                   << "alice-access-key";
 }
 
 void TestNimblaLoginOAuthSession::fullSignInThenRefresh()
@@ -203,6 +206,8 @@ void TestNimblaLoginOAuthSession::fullSignInThenRefresh()
     QFETCH(QString, login);
     QFETCH(QString, password);
     QFETCH(QString, accessKey);
+    if (mode == OAuthMode::PkceRequired)
+        m_emulator.setPkceRequired(true);
 
     NimblaLoginOAuthSession session(nullptr);
     session.setLogin(login);
@@ -217,14 +222,17 @@ void TestNimblaLoginOAuthSession::fullSignInThenRefresh()
              QJsonObject({{"username", login}, {"password", password}}));
     const QUrlQuery loginQuery(loginRequest.value("query").toString());
     QCOMPARE(loginQuery.queryItemValue("state").size(), 12);
+    QCOMPARE(loginQuery.queryItemValue("code_challenge_method"), QStringLiteral("S256"));
     const QJsonArray exchanges = m_emulator.requests(path(tokenUrl()));
     QCOMPARE(exchanges.size(), 1);
     QCOMPARE(exchanges.at(0).toObject().value("headers").toObject().value("content-type").toString(),
              QStringLiteral("application/x-www-form-urlencoded"));
     const QString code = form(exchanges.at(0)).value(1).second;
+    const QString verifier = form(exchanges.at(0)).value(4).second;
     QVERIFY(code.startsWith("code-"));
     QCOMPARE(holdsFormUnsafeCharacters(code), mode == OAuthMode::Base64Tokens);
-    QCOMPARE(form(exchanges.at(0)), tokenForm("authorization_code", "code", code));
+    QCOMPARE(form(exchanges.at(0)),
+             tokenForm("authorization_code", "code", code) << qMakePair(QStringLiteral("code_verifier"), verifier));
     // Every character outside the unreserved set is encoded, not only those a URL query would.
     const QString exchangeBody = exchanges.at(0).toObject().value("body").toString();
     QVERIFY(exchangeBody.contains("code=" + QUrl::toPercentEncoding(code) + '&'));

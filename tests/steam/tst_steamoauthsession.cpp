@@ -89,6 +89,7 @@ void TestSteamOAuthSession::init()
     QVERIFY(m_emulator.loadConfig());
     m_emulator.clearRequests();
     m_emulator.clearFaults();
+    m_emulator.setPkceRequired(false);
     LibraryReports::clearJournals();
     Client().apply();
     m_standIn->clearFault();
@@ -127,7 +128,10 @@ void TestSteamOAuthSession::placeholders()
                                      .replace("%1", state)
                                      .replace("%2", "700100")
                                      .replace("%3", QByteArray("steam-ivan").toHex());
-    QCOMPARE(requests.at(0).toObject().value("query").toString(), expected);
+    const QString query = requests.at(0).toObject().value("query").toString();
+    QCOMPARE(query.section("&code_challenge=", 0, 0), expected);
+    const QRegularExpression challenge("&code_challenge=[A-Za-z0-9_-]{43}&code_challenge_method=S256$");
+    QVERIFY2(challenge.match(query).hasMatch(), qPrintable(query));
 }
 
 void TestSteamOAuthSession::everyTicketGetsANewState()
@@ -309,11 +313,14 @@ void TestSteamOAuthSession::refreshesWithoutSteam_data()
     QTest::addColumn<OAuthMode>("mode");
     QTest::newRow("as-today") << OAuthMode::AsToday;
     QTest::newRow("base64-tokens") << OAuthMode::Base64Tokens;
+    QTest::newRow("pkce-required") << OAuthMode::PkceRequired;
 }
 
 void TestSteamOAuthSession::refreshesWithoutSteam()
 {
     QFETCH(OAuthMode, mode);
+    if (mode == OAuthMode::PkceRequired)
+        m_emulator.setPkceRequired(true);
     Client client;
     client.ticket = mode == OAuthMode::Base64Tokens ? "steam-sam-base64" : "steam-ivan";
     client.apply();
