@@ -6,6 +6,7 @@
 #include "nnetworkaccessmanager.h"
 #include "servicereply_p.h"
 
+#include <QCryptographicHash>
 #include <QJsonDocument>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
@@ -30,6 +31,34 @@ const FailureRow ExchangeUnanswered = FailureRow(lcOAuthSession)
         .event(FailedEvent)
         .report("NimblaOAuthLogin: Authorization failed", FailureRow::FirstLogLine)
         .errorFromNetwork();
+
+using FormFields = QVector<QPair<QString, QString>>;
+
+// Every form is built here. All but the unreserved characters are encoded,
+// '+' as %2B included: a form decoder reads a bare '+' as a space, and codes
+// and tokens may well hold one.
+QByteArray formBody(const FormFields &fields)
+{
+    QByteArray body;
+    for (const auto &field : fields) {
+        if (!body.isEmpty())
+            body += '&';
+        body += QUrl::toPercentEncoding(field.first) + '=' + QUrl::toPercentEncoding(field.second);
+    }
+    return body;
+}
+
+// Characters drawn from the system's secure random source: what is random
+// here guards a sign-in, so it must not be guessable from a seeded sequence.
+QString randomText(const QString &alphabet, int length)
+{
+    QRandomGenerator *random = QRandomGenerator::system();
+    QString text;
+    text.reserve(length);
+    for (int i = 0; i < length; ++i)
+        text.append(alphabet.at(int(random->bounded(quint32(alphabet.size())))));
+    return text;
+}
 
 } // namespace
 
@@ -77,36 +106,50 @@ void AbstactOAuthSession::_restoreTokenState(const QJsonObject &state)
 
 QString AbstactOAuthSession::_generateState()
 {
-    static const QString alphabet = QStringLiteral("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789");
-    // The state is what stops a forged redirect from being accepted, so it
-    // must not be guessable: a secure source, not a seeded sequence.
-    QRandomGenerator *random = QRandomGenerator::system();
-    QString state;
-    state.reserve(12);
-    for (int i = 0; i < 12; ++i)
-        state.append(alphabet.at(int(random->bounded(quint32(alphabet.size())))));
-    return state;
+    // The state is what stops a forged redirect from being accepted.
+    return randomText(QStringLiteral("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789"), 12);
 }
 
-void AbstactOAuthSession::_oauthGetJwt(const QString &code, const QString &redirectUri, bool refresh)
+QString AbstactOAuthSession::_generateCodeVerifier()
+{
+    // RFC 7636 allows 43 to 128 of these; 64 draws from 66 characters are some 386 bits.
+    return randomText(QStringLiteral("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~"), 64);
+}
+
+QUrl AbstactOAuthSession::_withCodeChallenge(QUrl url, const QString &codeVerifier)
+{
+    // A server without PKCE ignores both items; one with it binds the code to
+    // the challenge, so a code caught on its way here is of no use without the verifier.
+    const QByteArray challenge = QCryptographicHash::hash(codeVerifier.toLatin1(), QCryptographicHash::Sha256)
+                                         .toBase64(QByteArray::Base64UrlEncoding | QByteArray::OmitTrailingEquals);
+    QUrlQuery query(url);
+    query.addQueryItem(QStringLiteral("code_challenge"), QString::fromLatin1(challenge));
+    query.addQueryItem(QStringLiteral("code_challenge_method"), QStringLiteral("S256"));
+    url.setQuery(query);
+    return url;
+}
+
+void AbstactOAuthSession::_oauthGetJwt(const QString &code, const QString &redirectUri, bool refresh,
+                                       const QString &codeVerifier)
 {
     const QUrl url(NApplication::instance().urlsManager()->oauthExchangeCodeUrl());
 
-    QUrlQuery form;
+    FormFields form;
     if (refresh) {
-        form.addQueryItem(QStringLiteral("grant_type"), QStringLiteral("refresh_token"));
-        form.addQueryItem(QStringLiteral("refresh_token"), refreshToken());
+        form = {{QStringLiteral("grant_type"), QStringLiteral("refresh_token")},
+                {QStringLiteral("refresh_token"), refreshToken()}};
     } else {
-        form.addQueryItem(QStringLiteral("grant_type"), QStringLiteral("authorization_code"));
-        form.addQueryItem(QStringLiteral("code"), code);
+        form = {{QStringLiteral("grant_type"), QStringLiteral("authorization_code")}, {QStringLiteral("code"), code}};
     }
-    form.addQueryItem(QStringLiteral("client_id"),
-                      QString::number(NApplication::instance().configManager()->oauth2ClientId()));
-    form.addQueryItem(QStringLiteral("redirect_uri"), redirectUri);
+    form.append({QStringLiteral("client_id"),
+                 QString::number(NApplication::instance().configManager()->oauth2ClientId())});
+    form.append({QStringLiteral("redirect_uri"), redirectUri});
+    if (!codeVerifier.isEmpty())
+        form.append({QStringLiteral("code_verifier"), codeVerifier});
 
     QNetworkRequest request(url);
     request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/x-www-form-urlencoded"));
-    QNetworkReply *reply = NNetworkAccessManager::getManager()->post(request, form.toString(QUrl::FullyEncoded).toUtf8());
+    QNetworkReply *reply = NNetworkAccessManager::getManager()->post(request, formBody(form));
 
     // Released even when the session is gone before the answer comes.
     connect(reply, &QNetworkReply::finished, reply, &QObject::deleteLater);

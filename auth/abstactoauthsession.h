@@ -7,6 +7,7 @@
 #include <QJsonObject>
 #include <QMap>
 #include <QString>
+#include <QUrl>
 #include <QVariant>
 
 namespace NimblaSDK {
@@ -17,13 +18,16 @@ namespace NimblaSDK {
  * for an access token and a new refresh token, and keeps both in
  * sessionParameters() for the session manager to save.
  *
- * A derived session sends the user to the service with a fresh state, checks
- * the state that comes back and then exchanges the code:
+ * A derived session sends the user to the service with a fresh state and a
+ * PKCE code challenge, checks the state that comes back and then exchanges the
+ * code with the challenge's verifier:
  *
  * \code
  * const QString state = _generateState();
+ * const QString verifier = _generateCodeVerifier();
+ * const QUrl address = _withCodeChallenge(authorizationUrl(state), verifier);
  * // ... the service answers with a code and that state ...
- * _oauthGetJwt(code, NApplication::instance().configManager()->callbackUrl(), false);
+ * _oauthGetJwt(code, NApplication::instance().configManager()->callbackUrl(), false, verifier);
  * \endcode
  *
  * The exchange ends in loginFinished() or error(), like every sign-in.
@@ -46,8 +50,10 @@ public:
     virtual void setSessionState(const QJsonObject &state);
 
 protected:
-    //! Trades \a code, or the stored refresh token when \a refresh is true, for a JWT.
-    virtual void _oauthGetJwt(const QString &code, const QString &redirectUri, bool refresh);
+    //! Trades \a code, or the stored refresh token when \a refresh is true, for a JWT; \a codeVerifier is
+    //! the PKCE verifier of the authorization request that gave \a code (a refresh has none).
+    virtual void _oauthGetJwt(const QString &code, const QString &redirectUri, bool refresh,
+                              const QString &codeVerifier = QString());
     virtual void _onJwtReceived(const QString &jwt);
     virtual void updateRefreshToken(const QString &refreshToken);
     //! Keeps \a jwt as the access token and announces the token values with refreshed().
@@ -60,6 +66,10 @@ protected:
     void _restoreTokenState(const QJsonObject &state);
     //! 12 characters of [A-Za-z0-9], drawn from the system's secure random source.
     QString _generateState();
+    //! A PKCE code verifier: 64 unreserved characters, drawn from the system's secure random source.
+    static QString _generateCodeVerifier();
+    //! \a url with the S256 code challenge of \a codeVerifier added to its query.
+    static QUrl _withCodeChallenge(QUrl url, const QString &codeVerifier);
 
 private:
     QVariantMap m_sessionParameters;

@@ -6,6 +6,22 @@
 
 namespace NimblaSDK {
 
+namespace {
+
+// The login service nests its words, {"error": {"description": ...}}; a
+// standard OAuth2 server names the error with a string and may explain it
+// beside it, {"error": "invalid_grant", "error_description": ...}.
+QString describe(const QJsonObject &answer)
+{
+    const QJsonValue error = answer.value(QStringLiteral("error"));
+    if (!error.isString())
+        return error.toObject().value(QStringLiteral("description")).toString();
+    const QString description = answer.value(QStringLiteral("error_description")).toString();
+    return description.isEmpty() ? error.toString() : description;
+}
+
+} // namespace
+
 ServiceReply::ServiceReply(QNetworkReply *reply)
     : m_httpStatus(reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt())
     , m_networkError(reply->error())
@@ -20,7 +36,7 @@ ServiceReply::ServiceReply(QNetworkReply *reply)
         m_body.clear();
     }
     m_answer = QJsonDocument::fromJson(m_body).object();
-    m_serviceDescription = m_answer.value(QStringLiteral("error")).toObject().value(QStringLiteral("description")).toString();
+    m_serviceDescription = describe(m_answer);
     if (m_networkError == QNetworkReply::NoError)
         m_outcome = Answered;
     else if (m_networkError == QNetworkReply::AuthenticationRequiredError)

@@ -53,7 +53,8 @@ public:
     QJsonObject answer() const { return m_answer; }
     //! Whether the answer holds the service's "error".
     bool hasServiceError() const;
-    //! The service's own words about a failure; the login service's {"error": {"description": ...}} by default.
+    //! The service's own words about a failure: by default the login service's {"error": {"description": ...}},
+    //! or a standard OAuth2 body's "error_description", or its "error" code when it has none.
     QString serviceDescription() const { return m_serviceDescription; }
 
 protected:

@@ -131,8 +131,10 @@ void NimblaLoginOAuthSession::tryLogin()
     }
 
     const QString state = _generateState();
+    const QString verifier = _generateCodeVerifier();
     qCDebug(lcLoginOAuthSession) << "State:" << state;
-    const QUrl url(NApplication::instance().urlsManager()->oauthLoginUrl().arg(state));
+    const QUrl url = _withCodeChallenge(QUrl(NApplication::instance().urlsManager()->oauthLoginUrl().arg(state)),
+                                        verifier);
     qCDebug(lcLoginOAuthSession) << "LOGIN URL" << url;
 
     const QJsonObject credentials{
@@ -144,12 +146,14 @@ void NimblaLoginOAuthSession::tryLogin()
     QNetworkReply *reply = NNetworkAccessManager::getManager()->post(request, QJsonDocument(credentials).toJson());
     // Released even when the session is gone before the answer comes.
     connect(reply, &QNetworkReply::finished, reply, &QObject::deleteLater);
-    // Each attempt checks the answer against its own state, so overlapping
-    // attempts cannot accept each other's redirects.
-    connect(reply, &QNetworkReply::finished, this, [this, reply, state] { _onLoginReply(reply, state); });
+    // Each attempt checks the answer against its own state, and proves its
+    // own code with its own verifier, so overlapping attempts cannot accept
+    // each other's redirects.
+    connect(reply, &QNetworkReply::finished, this,
+            [this, reply, state, verifier] { _onLoginReply(reply, state, verifier); });
 }
 
-void NimblaLoginOAuthSession::_onLoginReply(QNetworkReply *reply, const QString &state)
+void NimblaLoginOAuthSession::_onLoginReply(QNetworkReply *reply, const QString &state, const QString &codeVerifier)
 {
     const ServiceReply answer(reply);
     switch (answer.outcome()) {
@@ -181,7 +185,7 @@ void NimblaLoginOAuthSession::_onLoginReply(QNetworkReply *reply, const QString 
             PasswordLogin::saveAccount(m_login, m_password);
             NApplication::instance().settingsManager()->setRememberMe(m_rememberMe);
             trackEvent(QStringLiteral("OAuthLoginPassAuthSuccessed"));
-            _oauthGetJwt(authorizationCode, callbackUrl(), false);
+            _oauthGetJwt(authorizationCode, callbackUrl(), false, codeVerifier);
         } else {
             _reportFailure(Compromised);
         }

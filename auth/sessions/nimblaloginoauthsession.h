@@ -65,7 +65,7 @@ public Q_SLOTS:
     void logout() override;
 
 private:
-    void _onLoginReply(QNetworkReply *reply, const QString &state);
+    void _onLoginReply(QNetworkReply *reply, const QString &state, const QString &codeVerifier);
 
     QString m_login;
     QString m_password;

@@ -49,6 +49,9 @@ SocialNetworkOAuthSession::SocialNetworkOAuthSession(const QString &providerName
     , m_signIn(std::make_unique<BrowserSignIn>(this, m_timer, failures(),
                                                 [this](const FailureRow &row) { _reportFailure(row); }))
     , m_state(_generateState())
+    // Like the state, one for the session's life: a browser tab of an
+    // earlier tryLogin() may still be the one that finishes.
+    , m_codeVerifier(_generateCodeVerifier())
 {
     // One listener for the session's whole life, connected once.
     IHttpServer *server = new HttpServer<HandlerOAuthFactory>(this);
@@ -106,6 +109,7 @@ void SocialNetworkOAuthSession::_startLogin()
     }
     query.addQueryItem(QStringLiteral("scope"), scope);
     url.setQuery(query);
+    url = _withCodeChallenge(url, m_codeVerifier);
     const QString address = url.toString();
 
     Q_EMIT loginUrlIsReady(address);
@@ -124,7 +128,7 @@ void SocialNetworkOAuthSession::_onCallbackSuccess(const QString &code, const QS
         return;
     m_signIn->stop();
     if (csrfToken == m_state)
-        _oauthGetJwt(code, m_redirectUri, false);
+        _oauthGetJwt(code, m_redirectUri, false, m_codeVerifier);
     else
         _reportFailure(Compromised);
 }

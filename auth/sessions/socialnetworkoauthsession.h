@@ -65,6 +65,7 @@ private:
     QTimer *m_timer;
     std::unique_ptr<BrowserSignIn> m_signIn;
     QString m_state;
+    QString m_codeVerifier;
     QString m_redirectUri;
 };
 

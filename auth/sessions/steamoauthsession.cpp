@@ -74,17 +74,18 @@ void SteamOAuthSession::refresh()
 
 void SteamOAuthSession::_processSessionTicket()
 {
-    // A state of its own for every ticket: a redirect of an earlier request is refused.
+    // A state and a verifier of their own for every ticket: a redirect of an earlier request is refused.
     const QString state = _generateState();
+    const QString verifier = _generateCodeVerifier();
     const QString address = NApplication::instance().urlsManager()->steamOAuthLoginUrl().arg(state, m_steamAppId,
                                                                                              m_steam->ticket());
-    QNetworkRequest request(QUrl(address, QUrl::TolerantMode));
+    QNetworkRequest request(_withCodeChallenge(QUrl(address, QUrl::TolerantMode), verifier));
     // The service answers with a redirect whose address carries the code.
     request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
     QNetworkReply *reply = NNetworkAccessManager::getManager()->get(request);
     // Released even when the session is gone before the answer comes.
     connect(reply, &QNetworkReply::finished, reply, &QObject::deleteLater);
-    connect(reply, &QNetworkReply::finished, this, [this, reply, state] {
+    connect(reply, &QNetworkReply::finished, this, [this, reply, state, verifier] {
         const ServiceReply answer(reply);
         if (answer.failed()) {
             _reportFailure(LoginFailed, answer);
@@ -96,7 +97,8 @@ void SteamOAuthSession::_processSessionTicket()
             return;
         }
         EventsTracker::instance().trackNimblaEvent(QStringLiteral("OAuthSteamAuthSuccessed"), QVariant());
-        _oauthGetJwt(redirect.queryItemValue(QStringLiteral("code"), QUrl::FullyDecoded), callbackUrl(), false);
+        _oauthGetJwt(redirect.queryItemValue(QStringLiteral("code"), QUrl::FullyDecoded), callbackUrl(), false,
+                     verifier);
     });
 }
 

@@ -232,4 +232,19 @@ void AdminHandler::handleRevoke(HttpExchange& exchange) const
     exchange.sendJson(200, answer);
 }
 
+void AdminHandler::handleSetPkce(HttpExchange& exchange) const
+{
+    const Poco::JSON::Object::Ptr body = JsonBody::parseObject(exchange.body());
+    const std::optional<bool> required = body ? JsonBody::boolean(body, "required") : std::nullopt;
+    if (!required)
+    {
+        exchange.sendError(400, "The body must be {\"required\": true or false}");
+        return;
+    }
+    _context.state().setPkceRequired(*required);
+    Poco::JSON::Object::Ptr answer = new Poco::JSON::Object;
+    answer->set("required", *required);
+    exchange.sendJson(200, answer);
+}
+
 } // namespace NimblaEmulator

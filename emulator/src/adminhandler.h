@@ -5,7 +5,7 @@
 namespace NimblaEmulator {
 
 // Test support under /admin/: ready tokens, configurations, fault injection,
-// the request log and fresh one-time passwords.
+// the request log, fresh one-time passwords and whether PKCE is required.
 class AdminHandler
 {
 public:
@@ -20,6 +20,7 @@ public:
     void handleClearRequests(HttpExchange& exchange) const;
     void handleAddOtp(HttpExchange& exchange) const;
     void handleRevoke(HttpExchange& exchange) const;
+    void handleSetPkce(HttpExchange& exchange) const;
 
 private:
     const EmulatorContext& _context;

@@ -110,6 +110,7 @@ void Emulator::addRoutes()
     _router.add("DELETE", "/admin/requests", [this](HttpExchange& e) { _admin.handleClearRequests(e); });
     _router.add("POST", "/admin/otp", [this](HttpExchange& e) { _admin.handleAddOtp(e); });
     _router.add("POST", "/admin/revoke", [this](HttpExchange& e) { _admin.handleRevoke(e); });
+    _router.add("PUT", "/admin/pkce", [this](HttpExchange& e) { _admin.handleSetPkce(e); });
 }
 
 void Emulator::start()

@@ -1,8 +1,10 @@
 #include "emulatorstate.h"
 
+#include <Poco/Base64Encoder.h>
 #include <Poco/RandomStream.h>
 
 #include <istream>
+#include <sstream>
 
 namespace NimblaEmulator {
 
@@ -15,11 +17,23 @@ EmulatorState::EmulatorState(const Seed& seed)
     }
 }
 
-std::string EmulatorState::randomToken(const char* prefix)
+std::string EmulatorState::randomToken(const char* prefix, bool base64)
 {
     static const char kHex[] = "0123456789abcdef";
     Poco::RandomInputStream random;
     std::string token = prefix;
+    if (base64)
+    {
+        // Led by "+/" and padded with "==": every such token holds the three
+        // characters that a client has to form-encode before it sends them back.
+        char bytes[16];
+        random.read(bytes, sizeof bytes);
+        std::ostringstream text;
+        Poco::Base64Encoder encoder(text);
+        encoder.write(bytes, sizeof bytes);
+        encoder.close();
+        return token + "+/" + text.str();
+    }
     for (int i = 0; i < 24; ++i)
     {
         const auto byte = static_cast<unsigned char>(random.get());
@@ -31,7 +45,7 @@ std::string EmulatorState::randomToken(const char* prefix)
 
 std::string EmulatorState::issueCode(const Grant& grant)
 {
-    const std::string code = randomToken("code-");
+    const std::string code = randomToken("code-", grant.base64Tokens);
     {
         std::lock_guard<std::mutex> lock(_mutex);
         _codes[code] = grant;
@@ -66,7 +80,7 @@ EmulatorState::CodeRedemption EmulatorState::redeemCode(const std::string& code)
 
 std::string EmulatorState::issueRefreshToken(const Grant& grant)
 {
-    const std::string token = randomToken("refresh-");
+    const std::string token = randomToken("refresh-", grant.base64Tokens);
     {
         std::lock_guard<std::mutex> lock(_mutex);
         _refreshTokens[token] = grant;
@@ -184,6 +198,16 @@ void EmulatorState::changed() const
 {
     if (_changeListener)
         _changeListener();
+}
+
+void EmulatorState::setPkceRequired(bool required)
+{
+    _pkceRequired = required;
+}
+
+bool EmulatorState::pkceRequired() const
+{
+    return _pkceRequired;
 }
 
 void EmulatorState::setEmail(const std::string& sub, const std::string& email)

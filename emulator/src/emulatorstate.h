@@ -2,6 +2,7 @@
 
 #include "seed.h"
 
+#include <atomic>
 #include <functional>
 #include <map>
 #include <mutex>
@@ -26,6 +27,10 @@ public:
         std::string login;
         std::string redirectUri;
         bool forgedToken = false;
+        // Codes and refresh tokens in padded base64, which a client has to form-encode to send back.
+        bool base64Tokens = false;
+        // The S256 challenge of the authorization request (RFC 7636); empty when it carried none.
+        std::string codeChallenge;
         // The authorization code that the chain of refresh tokens started
         // from; empty for tokens that no code led to.
         std::string family;
@@ -67,6 +72,10 @@ public:
     std::string issueRefreshToken(const Grant& grant);
     std::optional<Grant> takeRefreshToken(const std::string& refreshToken);
 
+    // Whether every authorization request must carry a code challenge; set through the admin API.
+    void setPkceRequired(bool required);
+    bool pkceRequired() const;
+
     // An e-mail given to an account after the seed, by its "sub"; kept in memory only.
     void setEmail(const std::string& sub, const std::string& email);
     std::optional<std::string> email(const std::string& sub);
@@ -78,10 +87,11 @@ public:
     std::optional<Seed::Otp> takeOtp(const std::vector<std::string>& candidates);
 
 private:
-    static std::string randomToken(const char* prefix);
+    static std::string randomToken(const char* prefix, bool base64);
     void changed() const;
 
     std::function<void()> _changeListener;
+    std::atomic<bool> _pkceRequired{false};
 
     std::mutex _mutex;
     std::map<std::string, Grant> _codes;

@@ -1,5 +1,6 @@
 #include "oauthtokenhandler.h"
 
+#include "codechallenge.h"
 #include "redirecturipolicy.h"
 
 #include <Poco/Base64Decoder.h>
@@ -193,16 +194,21 @@ void OAuthTokenHandler::exchangeCode(HttpExchange& exchange, const Seed::Project
 {
     const std::optional<std::string> code = field(form, "code");
     const std::optional<std::string> redirectUri = field(form, "redirect_uri");
+    const std::optional<std::string> verifier = field(form, "code_verifier");
     if (!code)
     {
         sendOAuthError(exchange, "invalid_request", "code is missing");
         return;
     }
-    // Every code is issued for a redirect_uri, so the exchange must name it.
-    if (!redirectUri || !RedirectUriPolicy::allows(project, *redirectUri))
+    if (redirectUri && !RedirectUriPolicy::allows(project, *redirectUri))
     {
         sendOAuthError(exchange, "invalid_request",
                        "redirect_uri must be a loopback address or a registered one, without a fragment");
+        return;
+    }
+    if (verifier && !CodeChallenge::isWellFormed(*verifier))
+    {
+        sendOAuthError(exchange, "invalid_request", "code_verifier must be 43 to 128 unreserved characters");
         return;
     }
 
@@ -212,9 +218,16 @@ void OAuthTokenHandler::exchangeCode(HttpExchange& exchange, const Seed::Project
         sendOAuthError(exchange, "invalid_grant", "authorization code is unknown or already used");
         return;
     }
-    if (redemption.grant->redirectUri != *redirectUri)
+    // Every code is issued for a redirect_uri, so leaving it out is a mismatch too (RFC 6749, 4.1.3).
+    if (!redirectUri || redemption.grant->redirectUri != *redirectUri)
     {
         sendOAuthError(exchange, "invalid_grant", "redirect_uri differs from the one the code was issued for");
+        return;
+    }
+    if (!redemption.grant->codeChallenge.empty()
+        && !(verifier && CodeChallenge::verifies(redemption.grant->codeChallenge, *verifier)))
+    {
+        sendOAuthError(exchange, "invalid_grant", "code_verifier is missing or does not match the code_challenge");
         return;
     }
     EmulatorState::Grant grant = *redemption.grant;

@@ -1,5 +1,6 @@
 #include "passwordloginhandler.h"
 
+#include "codechallenge.h"
 #include "jsonbody.h"
 
 #include <Poco/URI.h>
@@ -105,6 +106,7 @@ void PasswordLoginHandler::handleOAuth(HttpExchange& exchange) const
     }
     const std::optional<std::string> clientId = exchange.query("client_id");
     const std::optional<std::string> responseType = exchange.query("response_type");
+    const CodeChallenge::Request challenge = CodeChallenge::read(exchange, _context.state().pkceRequired());
     if (const Seed::Project* project = _context.seed().findProject(exchange.pathParam("project")))
     {
         if (clientId && *clientId != std::to_string(project->clientId))
@@ -117,6 +119,11 @@ void PasswordLoginHandler::handleOAuth(HttpExchange& exchange) const
             exchange.sendError(400, "Query item \"response_type\" must be \"code\"");
             return;
         }
+        if (!challenge.error.empty())
+        {
+            exchange.sendError(400, challenge.error);
+            return;
+        }
     }
 
     const Attempt attempt = authenticate(exchange);
@@ -127,6 +134,8 @@ void PasswordLoginHandler::handleOAuth(HttpExchange& exchange) const
     grant.clientId = attempt.project->clientId;
     grant.login = attempt.user->login;
     grant.redirectUri = _context.layout().url(UrlLayout::Callback);
+    grant.base64Tokens = attempt.user->base64Tokens;
+    grant.codeChallenge = challenge.challenge;
 
     Poco::URI url(grant.redirectUri);
     url.addQueryParameter("code", _context.state().issueCode(grant));

@@ -46,6 +46,8 @@ public:
         // The account key that a Steam account's session ticket carries; empty for other accounts.
         std::string steamTicket;
         std::string group = "primary"; // of the provider list: primary, secondary or other
+        // Codes and refresh tokens in base64 ("tokenAlphabet": "base64"), holding '+', '/' and '='.
+        bool base64Tokens = false;
     };
 
     // An account of the Mail.Ru game centre: the user id and ticket that the

@@ -146,6 +146,15 @@ Seed::User readIdentity(const Object::Ptr& object, const std::string& where)
     return user;
 }
 
+// Whether the codes and refresh tokens issued to an account are in base64 rather than hex.
+bool base64TokensField(const Object::Ptr& object, const std::string& where)
+{
+    const std::string alphabet = stringField(object, "tokenAlphabet", where, false, "hex");
+    if (alphabet != "hex" && alphabet != "base64")
+        throw SeedError(where + ": \"tokenAlphabet\" must be \"hex\" or \"base64\"");
+    return alphabet == "base64";
+}
+
 std::string behaviourField(const Object::Ptr& object, const std::string& where, const std::set<std::string>& allowed)
 {
     const std::string behaviour = stringField(object, "behaviour", where, false, "ordinary");
@@ -183,6 +192,7 @@ Seed::User readUser(const Object::Ptr& object, const std::string& where, bool so
     Seed::User user = readIdentity(object, where);
     user.password = stringField(object, "password", where, !social);
     user.behaviour = behaviourField(object, where, social ? kSocialBehaviours : kUserBehaviours);
+    user.base64Tokens = base64TokensField(object, where);
     if (social)
     {
         user.provider = stringField(object, "provider", where);
@@ -210,6 +220,7 @@ Seed::User readSteamUser(const Object::Ptr& object, const std::string& where)
     user.behaviour = stringField(object, "behaviour", where, false, "ordinary");
     if (kSteamBehaviours.count(user.behaviour) == 0)
         throw SeedError(where + ": unknown \"behaviour\" \"" + user.behaviour + "\"");
+    user.base64Tokens = base64TokensField(object, where);
     return user;
 }
 

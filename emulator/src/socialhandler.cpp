@@ -1,5 +1,6 @@
 #include "socialhandler.h"
 
+#include "codechallenge.h"
 #include "redirecturipolicy.h"
 
 #include <Poco/Exception.h>
@@ -164,6 +165,12 @@ void SocialHandler::handleAuthorize(HttpExchange& exchange) const
         redirectWithError(exchange, redirectUri, "invalid_scope", "scope must start with offline", state);
         return;
     }
+    const CodeChallenge::Request challenge = CodeChallenge::read(exchange, _context.state().pkceRequired());
+    if (!challenge.error.empty())
+    {
+        redirectWithError(exchange, redirectUri, "invalid_request", challenge.error, state);
+        return;
+    }
     if (!user)
     {
         redirectWithError(exchange, redirectUri, "invalid_request", "unknown social provider " + provider, state);
@@ -179,6 +186,8 @@ void SocialHandler::handleAuthorize(HttpExchange& exchange) const
         grant.login = user->login;
         grant.redirectUri = redirectUri;
         grant.forgedToken = user->behaviour == "invalid-token";
+        grant.base64Tokens = user->base64Tokens;
+        grant.codeChallenge = challenge.challenge;
         target.addQueryParameter("code", _context.state().issueCode(grant));
     }
     target.addQueryParameter("state", *state);

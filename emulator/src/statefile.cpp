@@ -28,6 +28,8 @@ Object::Ptr grantsToJson(const std::map<std::string, EmulatorState::Grant>& gran
         entry->set("login", grant.login);
         entry->set("redirectUri", grant.redirectUri);
         entry->set("forgedToken", grant.forgedToken);
+        entry->set("base64Tokens", grant.base64Tokens);
+        entry->set("codeChallenge", grant.codeChallenge);
         object->set(key, entry);
     }
     return object;
@@ -49,6 +51,9 @@ std::map<std::string, EmulatorState::Grant> grantsFromJson(const Object::Ptr& ob
         grant.login = entry->getValue<std::string>("login");
         grant.redirectUri = entry->getValue<std::string>("redirectUri");
         grant.forgedToken = entry->getValue<bool>("forgedToken");
+        // The state file of an older emulator has neither: hex tokens, no challenge.
+        grant.base64Tokens = entry->optValue<bool>("base64Tokens", false);
+        grant.codeChallenge = entry->optValue<std::string>("codeChallenge", std::string());
         grants[key] = grant;
     }
     return grants;

@@ -1,5 +1,6 @@
 #include "steamhandler.h"
 
+#include "codechallenge.h"
 #include "jsonbody.h"
 #include "steamticket.h"
 
@@ -79,6 +80,12 @@ void SteamHandler::handleOAuthLogin(HttpExchange& exchange) const
         exchange.sendError(400, "\"response_type\" must be code");
         return;
     }
+    const CodeChallenge::Request challenge = CodeChallenge::read(exchange, _context.state().pkceRequired());
+    if (!challenge.error.empty())
+    {
+        exchange.sendError(400, challenge.error);
+        return;
+    }
     const Seed::User* user = ticketAccount(exchange);
     if (!user)
         return;
@@ -93,6 +100,8 @@ void SteamHandler::handleOAuthLogin(HttpExchange& exchange) const
         grant.clientId = project->clientId;
         grant.login = user->sub;
         grant.redirectUri = callback;
+        grant.base64Tokens = user->base64Tokens;
+        grant.codeChallenge = challenge.challenge;
         target.addQueryParameter("code", _context.state().issueCode(grant));
     }
     if (user->behaviour == "wrong-state")

@@ -119,6 +119,11 @@ void EmulatorFixture::clearRequests()
     adminSend("DELETE", QStringLiteral("/admin/requests"));
 }
 
+void EmulatorFixture::setPkceRequired(bool required)
+{
+    adminSend("PUT", QStringLiteral("/admin/pkce"), {{QStringLiteral("required"), required}});
+}
+
 QByteArray EmulatorFixture::adminGet(const QString &pathAndQuery)
 {
     return adminSend("GET", pathAndQuery);

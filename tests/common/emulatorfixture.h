@@ -38,6 +38,8 @@ public:
     //! The requests the emulator received, oldest first, optionally only those for \a path.
     QJsonArray requests(const QString &path = {});
     void clearRequests();
+    //! Whether the emulator refuses an authorization request without a PKCE code challenge.
+    void setPkceRequired(bool required);
 
     QByteArray adminGet(const QString &pathAndQuery);
     QByteArray adminSend(const QByteArray &verb, const QString &pathAndQuery, const QJsonObject &body = {});

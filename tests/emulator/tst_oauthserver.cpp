@@ -13,6 +13,11 @@ namespace {
 const QString Demo = QStringLiteral("nimbla-demo-project");
 const QString Confidential = QStringLiteral("nimbla-other-project");
 const QString Loopback = QStringLiteral("http://localhost:5555/");
+// A PKCE verifier and its S256 challenge, worked out apart from the emulator.
+const QByteArray Verifier = "verifier-of-the-oauth-server-test.0123456789~";
+const QString Challenge = QStringLiteral("aJq1FQWRS60MoLUi_60t5X2ta2VqEh8b7l9cDkfufHw");
+
+using Items = QList<QPair<QString, QString>>;
 
 struct Answer
 {
@@ -35,6 +40,7 @@ struct TokenRequest
     int status;
     QString error;             //!< the OAuth2 error that the description starts with
     bool codeSpent;            //!< the request used the code up
+    bool challenged;           //!< the code was issued for Challenge
 };
 
 QByteArray basic(const QByteArray &credentials)
@@ -45,6 +51,7 @@ QByteArray basic(const QByteArray &credentials)
 } // namespace
 
 Q_DECLARE_METATYPE(TokenRequest)
+Q_DECLARE_METATYPE(Items)
 
 /*
  * The emulator's token and authorization endpoints behave as an OAuth2
@@ -62,11 +69,13 @@ private Q_SLOTS:
     void replayedCodeRevokesItsTokens();
     void redirectUris_data();
     void redirectUris();
+    void codeChallenges_data();
+    void codeChallenges();
 
 private:
     Answer send(QNetworkRequest request, const QByteArray &body = {}, bool post = false);
-    Answer authorize(const QString &project, const QString &redirectUri);
-    QString freshCode(const QString &project, const QString &redirectUri = Loopback);
+    Answer authorize(const QString &project, const QString &redirectUri, const Items &extra = {});
+    QString freshCode(const QString &project, const QString &redirectUri = Loopback, const Items &extra = {});
     Answer token(const QString &project, const QByteArray &body, const QByteArray &authorization = {});
 
     EmulatorFixture m_emulator;
@@ -94,7 +103,7 @@ Answer TestOAuthServer::send(QNetworkRequest request, const QByteArray &body, bo
     return answer;
 }
 
-Answer TestOAuthServer::authorize(const QString &project, const QString &redirectUri)
+Answer TestOAuthServer::authorize(const QString &project, const QString &redirectUri, const Items &extra)
 {
     QUrl url = m_emulator.baseUrl().resolved(QUrl("/projects/" + project + "/social/testbook/authorize"));
     QUrlQuery query;
@@ -104,13 +113,15 @@ Answer TestOAuthServer::authorize(const QString &project, const QString &redirec
     query.addQueryItem("state", "S-1");
     query.addQueryItem("scope", "offline");
     query.addQueryItem("redirect_uri", QString::fromUtf8(QUrl::toPercentEncoding(redirectUri)));
+    for (const auto &item : extra)
+        query.addQueryItem(item.first, item.second);
     url.setQuery(query);
     return send(QNetworkRequest(url));
 }
 
-QString TestOAuthServer::freshCode(const QString &project, const QString &redirectUri)
+QString TestOAuthServer::freshCode(const QString &project, const QString &redirectUri, const Items &extra)
 {
-    return QUrlQuery(authorize(project, redirectUri).location).queryItemValue("code");
+    return QUrlQuery(authorize(project, redirectUri, extra).location).queryItemValue("code");
 }
 
 Answer TestOAuthServer::token(const QString &project, const QByteArray &body, const QByteArray &authorization)
@@ -130,7 +141,11 @@ void TestOAuthServer::tokenRequests_data()
     const QByteArray publicClient = exchange + "&client_id=101";
     const auto row = [](const char *tag, const QString &project, const QByteArray &body,
                         const QByteArray &authorization, int status, const QString &error, bool codeSpent) {
-        QTest::newRow(tag) << TokenRequest{project, body, authorization, status, error, codeSpent};
+        QTest::newRow(tag) << TokenRequest{project, body, authorization, status, error, codeSpent, false};
+    };
+    const auto challengedRow = [](const char *tag, const QByteArray &body, int status, const QString &error,
+                                  bool codeSpent) {
+        QTest::newRow(tag) << TokenRequest{Demo, body, {}, status, error, codeSpent, true};
     };
 
     row("public/client-in-form", Demo, publicClient, {}, 200, {}, true);
@@ -162,7 +177,7 @@ void TestOAuthServer::tokenRequests_data()
     row("code-sent-twice", Demo, publicClient + "&code=$CODE", {}, 400, "invalid_request", false);
     row("client-sent-twice", Demo, publicClient + "&client_id=101", {}, 400, "invalid_request", false);
     row("no-redirect-uri", Demo, "grant_type=authorization_code&code=$CODE&client_id=101", {}, 400,
-        "invalid_request", false);
+        "invalid_grant", true);
     row("redirect-uri-with-fragment", Demo,
         "grant_type=authorization_code&code=$CODE&client_id=101&redirect_uri=" + QUrl::toPercentEncoding(Loopback + "#top"),
         {}, 400, "invalid_request", false);
@@ -174,12 +189,20 @@ void TestOAuthServer::tokenRequests_data()
         400, "invalid_grant", true);
     row("unknown-code", Demo, "grant_type=authorization_code&code=nosuch&client_id=101" + redirect, {}, 400,
         "invalid_grant", false);
+
+    challengedRow("pkce/verifier", publicClient + "&code_verifier=" + Verifier, 200, {}, true);
+    challengedRow("pkce/no-verifier", publicClient, 400, "invalid_grant", true);
+    challengedRow("pkce/wrong-verifier", publicClient + "&code_verifier=" + Verifier.toUpper(), 400, "invalid_grant",
+                  true);
+    challengedRow("pkce/short-verifier", publicClient + "&code_verifier=" + Verifier.left(42), 400,
+                  "invalid_request", false);
 }
 
 void TestOAuthServer::tokenRequests()
 {
     QFETCH(TokenRequest, row);
-    const QString code = freshCode(row.project);
+    const Items challenge{{"code_challenge", Challenge}, {"code_challenge_method", "S256"}};
+    const QString code = freshCode(row.project, Loopback, row.challenged ? challenge : Items());
     QVERIFY(code.startsWith("code-"));
 
     const Answer answer = token(row.project, QByteArray(row.body).replace("$CODE", code.toUtf8()), row.authorization);
@@ -197,8 +220,10 @@ void TestOAuthServer::tokenRequests()
         QCOMPARE(answer.json.value("error").toObject().value("code").toInt(), row.status);
     }
 
-    const Answer retry = token(row.project, "grant_type=authorization_code&code=" + code.toUtf8() + "&redirect_uri="
-                                                    + QUrl::toPercentEncoding(Loopback),
+    const Answer retry = token(row.project,
+                               "grant_type=authorization_code&code=" + code.toUtf8() + "&redirect_uri="
+                                       + QUrl::toPercentEncoding(Loopback)
+                                       + (row.challenged ? "&code_verifier=" + Verifier : QByteArray()),
                                row.project == Demo ? basic("101:") : basic("102:other-project-secret"));
     QCOMPARE(retry.status, row.codeSpent ? 400 : 200);
 }
@@ -261,6 +286,41 @@ void TestOAuthServer::redirectUris()
         QCOMPARE(answer.location.adjusted(QUrl::RemoveQuery), QUrl(redirectUri));
         QVERIFY(QUrlQuery(answer.location).queryItemValue("code").startsWith("code-"));
     }
+}
+
+void TestOAuthServer::codeChallenges_data()
+{
+    QTest::addColumn<bool>("required");
+    QTest::addColumn<Items>("items");
+    QTest::addColumn<QString>("error"); // empty: a code
+
+    const Items s256{{"code_challenge", Challenge}, {"code_challenge_method", "S256"}};
+    QTest::newRow("optional/none") << false << Items() << "";
+    QTest::newRow("optional/s256") << false << s256 << "";
+    QTest::newRow("required/none") << true << Items() << "invalid_request";
+    QTest::newRow("required/s256") << true << s256 << "";
+    QTest::newRow("plain-method") << false << Items{{"code_challenge", Challenge}, {"code_challenge_method", "plain"}}
+                                  << "invalid_request";
+    QTest::newRow("no-method") << false << Items{{"code_challenge", Challenge}} << "invalid_request";
+    QTest::newRow("short-challenge") << true
+                                     << Items{{"code_challenge", Challenge.left(42)}, {"code_challenge_method", "S256"}}
+                                     << "invalid_request";
+}
+
+void TestOAuthServer::codeChallenges()
+{
+    QFETCH(bool, required);
+    QFETCH(Items, items);
+    QFETCH(QString, error);
+    m_emulator.setPkceRequired(required);
+    const Answer answer = authorize(Demo, Loopback, items);
+    m_emulator.setPkceRequired(false);
+
+    const QUrlQuery redirect(answer.location);
+    QCOMPARE(answer.status, 302);
+    QCOMPARE(redirect.queryItemValue("error"), error);
+    QCOMPARE(redirect.hasQueryItem("code"), error.isEmpty());
+    QCOMPARE(redirect.queryItemValue("state"), QStringLiteral("S-1"));
 }
 
 QTEST_GUILESS_MAIN(TestOAuthServer)

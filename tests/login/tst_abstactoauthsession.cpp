@@ -101,6 +101,15 @@ void TestAbstactOAuthSession::tokenAnswers_data()
     QTest::newRow("refused") << refusal(400, "invalid_grant: code expired") << false << "r-old"
                              << "invalid_grant: code expired"
                              << "NimblaOAuthLogin: Failed auth | invalid_grant: code expired | authorization" << 0;
+    // A standard OAuth2 server's body: the description, or the error code when there is none.
+    const auto standardError = [](const char *body) { return QJsonObject{{"status", 400}, {"body", body}}; };
+    QTest::newRow("standard-error-body")
+            << standardError(R"({"error": "invalid_grant", "error_description": "The code has expired"})") << false
+            << "r-old" << "The code has expired"
+            << "NimblaOAuthLogin: Failed auth | The code has expired | authorization" << 0;
+    QTest::newRow("standard-error-code-alone") << standardError(R"({"error": "invalid_grant"})") << false << "r-old"
+                                               << "invalid_grant"
+                                               << "NimblaOAuthLogin: Failed auth | invalid_grant | authorization" << 0;
     QTest::newRow("malformed-error-body") << QJsonObject{{"status", 502}, {"body", "{\"error\""}} << false << "r-old"
                                           << httpErrorText("%1", "Bad Gateway")
                                           << "NimblaOAuthLogin: Authorization failed | @net | authorization"

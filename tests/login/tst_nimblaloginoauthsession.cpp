@@ -3,6 +3,7 @@
 #include "emulatorfixture.h"
 #include "loginsupport.h"
 #include "napplication.h"
+#include "oauthmode.h"
 #include "storage/credentials.h"
 #include "testenvironment.h"
 
@@ -78,6 +79,7 @@ private Q_SLOTS:
 
     void failures_data();
     void failures();
+    void fullSignInThenRefresh_data();
     void fullSignInThenRefresh();
     void overlappingAttemptsKeepTheirStates();
     void sessionStateWithoutSignIn();
@@ -91,6 +93,7 @@ void TestNimblaLoginOAuthSession::init()
 {
     m_emulator.clearFaults();
     m_emulator.clearRequests();
+    m_emulator.setPkceRequired(false);
     QVERIFY(m_emulator.loadConfig({{"appAccountName", Account}}));
     deleteCredential(Account);
     clearJournals();
@@ -183,36 +186,66 @@ void TestNimblaLoginOAuthSession::failures()
     QCOMPARE(readCredential(Account).userName, row.exchanged ? row.login : QString());
 }
 
+void TestNimblaLoginOAuthSession::fullSignInThenRefresh_data()
+{
+    QTest::addColumn<OAuthMode>("mode");
+    QTest::addColumn<QString>("login");
+    QTest::addColumn<QString>("password");
+    QTest::addColumn<QString>("accessKey");
+
+    QTest::newRow("as-today") << OAuthMode::AsToday << "alice@example.com" << "alice-password" << "alice-access-key";
+    QTest::newRow("base64-tokens") << OAuthMode::Base64Tokens << "quinn-base64@example.com" << "quinn-password"
+                                   << "quinn-access-key";
+    QTest::newRow("pkce-required") << OAuthMode::PkceRequired << "alice@example.com" << "alice-password"
+                                   << "alice-access-key";
+}
+
 void TestNimblaLoginOAuthSession::fullSignInThenRefresh()
 {
+    QFETCH(OAuthMode, mode);
+    QFETCH(QString, login);
+    QFETCH(QString, password);
+    QFETCH(QString, accessKey);
+    if (mode == OAuthMode::PkceRequired)
+        m_emulator.setPkceRequired(true);
+
     NimblaLoginOAuthSession session(nullptr);
-    session.setLogin("alice@example.com");
-    session.setPassword("alice-password");
+    session.setLogin(login);
+    session.setPassword(password);
     QSignalSpy refreshed(&session, &AbstractSession::refreshed);
     QSignalSpy finished(&session, &AbstractSession::loginFinished);
     session.tryLogin();
     QVERIFY(finished.wait());
 
-    const QJsonObject login = m_emulator.requests(loginPath()).at(0).toObject();
-    QCOMPARE(QJsonDocument::fromJson(login.value("body").toString().toUtf8()).object(),
-             QJsonObject({{"username", "alice@example.com"}, {"password", "alice-password"}}));
-    QCOMPARE(QUrlQuery(login.value("query").toString()).queryItemValue("state").size(), 12);
+    const QJsonObject loginRequest = m_emulator.requests(loginPath()).at(0).toObject();
+    QCOMPARE(QJsonDocument::fromJson(loginRequest.value("body").toString().toUtf8()).object(),
+             QJsonObject({{"username", login}, {"password", password}}));
+    const QUrlQuery loginQuery(loginRequest.value("query").toString());
+    QCOMPARE(loginQuery.queryItemValue("state").size(), 12);
+    QCOMPARE(loginQuery.queryItemValue("code_challenge_method"), QStringLiteral("S256"));
     const QJsonArray exchanges = m_emulator.requests(path(tokenUrl()));
     QCOMPARE(exchanges.size(), 1);
     QCOMPARE(exchanges.at(0).toObject().value("headers").toObject().value("content-type").toString(),
              QStringLiteral("application/x-www-form-urlencoded"));
     const QString code = form(exchanges.at(0)).value(1).second;
+    const QString verifier = form(exchanges.at(0)).value(4).second;
     QVERIFY(code.startsWith("code-"));
-    QCOMPARE(form(exchanges.at(0)), tokenForm("authorization_code", "code", code));
+    QCOMPARE(holdsFormUnsafeCharacters(code), mode == OAuthMode::Base64Tokens);
+    QCOMPARE(form(exchanges.at(0)),
+             tokenForm("authorization_code", "code", code) << qMakePair(QStringLiteral("code_verifier"), verifier));
+    // Every character outside the unreserved set is encoded, not only those a URL query would.
+    const QString exchangeBody = exchanges.at(0).toObject().value("body").toString();
+    QVERIFY(exchangeBody.contains("code=" + QUrl::toPercentEncoding(code) + '&'));
 
     const QJsonObject saved = session.sessionState();
     const QString firstRefresh = saved.value("refresh_token").toString();
     QVERIFY(firstRefresh.startsWith("refresh-"));
+    QCOMPARE(holdsFormUnsafeCharacters(firstRefresh), mode == OAuthMode::Base64Tokens);
     QCOMPARE(saved.value("access_token").toString(), session.jwt());
     QCOMPARE(refreshed.at(0).at(0).toMap(), session.sessionParameters());
-    QCOMPARE(session.accessKey(), QStringLiteral("alice-access-key"));
+    QCOMPARE(session.accessKey(), accessKey);
     QCOMPARE(trackedEvents(), QStringList{"OAuthLoginPassAuthSuccessed"});
-    QCOMPARE(readCredential(Account).secret, QStringLiteral("alice-password"));
+    QCOMPARE(readCredential(Account).secret, password);
 
     // The next run restores the saved state and renews the sign-in without a password.
     deleteCredential(Account);
@@ -226,7 +259,7 @@ void TestNimblaLoginOAuthSession::fullSignInThenRefresh()
     QCOMPARE(form(afterRefresh.at(1)), tokenForm("refresh_token", "refresh_token", firstRefresh));
     const QString secondRefresh = restored.sessionState().value("refresh_token").toString();
     QVERIFY(secondRefresh.startsWith("refresh-") && secondRefresh != firstRefresh);
-    QCOMPARE(restored.AbstractSession::login(), QStringLiteral("alice@example.com"));
+    QCOMPARE(restored.AbstractSession::login(), login);
 
     // Rotation spent the first refresh token.
     NimblaLoginOAuthSession stale(nullptr);

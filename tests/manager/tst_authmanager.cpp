@@ -568,7 +568,7 @@ void TestAuthManager::providers_data()
     QTest::addColumn<bool>("loaded");
 
     // The seed lists the groups' members as primary, other, secondary.
-    const QStringList all{"testbook", "testbook-notoken", "testbook-invalid"};
+    const QStringList all{"testbook", "testbook-notoken", "testbook-invalid", "testbook-base64"};
     QTest::newRow("three groups") << "nimbla-demo-project" << false << all << "/login" << true;
     QTest::newRow("three groups, oauth2") << "nimbla-demo-project" << true << all << "/authorize" << true;
     QTest::newRow("empty socialLinks") << "nimbla-emptylinks-project" << true << QStringList() << "" << true;
@@ -661,7 +661,7 @@ void TestAuthManager::failedProviderDownload_data()
     QTest::newRow("error status") << "nimbla-linkserror-project" << false
                                   << int(QNetworkReply::ServiceUnavailableError) << "Service Unavailable" << 0;
     QTest::newRow("dropped after a loaded list") << "nimbla-demo-project" << true
-                                                 << int(QNetworkReply::RemoteHostClosedError) << "" << 3;
+                                                 << int(QNetworkReply::RemoteHostClosedError) << "" << 4;
 }
 
 void TestAuthManager::failedProviderDownload()

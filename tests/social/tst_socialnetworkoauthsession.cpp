@@ -4,6 +4,7 @@
 #include "emulatorfixture.h"
 #include "headlesschromium.h"
 #include "napplication.h"
+#include "oauthmode.h"
 #include "signinchecks.h"
 #include "testenvironment.h"
 
@@ -17,7 +18,7 @@ namespace {
 using OAuthAttempt = Attempt<SocialNetworkOAuthSession>;
 using Items = QList<QPair<QString, QString>>;
 
-enum class Forgery { None, State, Code };
+enum class Forgery { None, State, Code, Challenge };
 
 struct Failure
 {
@@ -85,6 +86,7 @@ void TestSocialNetworkOAuthSession::initTestCase()
 void TestSocialNetworkOAuthSession::init()
 {
     m_emulator.clearRequests();
+    m_emulator.setPkceRequired(false);
     QVERIFY(m_emulator.loadConfig({{"authorizationTimeoutMs", 1500}}));
     ErrorLogger::instance(ErrorLoggerSettings()).clearRecentEntries();
 }
@@ -126,17 +128,22 @@ void TestSocialNetworkOAuthSession::authorizationAddress()
     QCOMPARE(attempt.browser.opened(), QList<QUrl>{address});
     QCOMPARE(address.path(), QUrl(endpoint.arg(QStringLiteral("testbook"))).path());
 
-    // The template's own items first, then ours in this order; only the state and the port are not known ahead.
+    // The template's own items first, then ours in this order; only the state, the port and the
+    // challenge are not known ahead.
     const QString state = queryValue(address, "state");
+    const QString challenge = queryValue(address, "code_challenge");
     const quint16 port = listenerPort(address, "redirect_uri");
     const Items expected = QUrlQuery(templateQuery).queryItems(QUrl::FullyDecoded)
             + Items{{"client_id", QString::number(NApplication::instance().configManager()->oauth2ClientId())},
                     {"response_type", "code"},
                     {"state", state},
                     {"redirect_uri", "http://localhost:" + QString::number(port)},
-                    {"scope", scope}};
+                    {"scope", scope},
+                    {"code_challenge", challenge},
+                    {"code_challenge_method", "S256"}};
     QCOMPARE(QUrlQuery(address).queryItems(QUrl::FullyDecoded), expected);
     QVERIFY(QRegularExpression(QStringLiteral("^[A-Za-z0-9]{12}$")).match(state).hasMatch());
+    QVERIFY(QRegularExpression(QStringLiteral("^[A-Za-z0-9_-]{43}$")).match(challenge).hasMatch());
     QVERIFY(listens(port));
 }
 
@@ -158,13 +165,21 @@ void TestSocialNetworkOAuthSession::everyAttemptSendsTheSameState()
 void TestSocialNetworkOAuthSession::signsInThenRefreshes_data()
 {
     QTest::addColumn<bool>("chromium");
-    QTest::newRow("simulated-browser") << false;
-    QTest::newRow("headless-chromium") << true;
+    QTest::addColumn<OAuthMode>("mode");
+    QTest::newRow("simulated-browser") << false << OAuthMode::AsToday;
+    QTest::newRow("simulated-browser/base64-tokens") << false << OAuthMode::Base64Tokens;
+    QTest::newRow("simulated-browser/pkce-required") << false << OAuthMode::PkceRequired;
+    QTest::newRow("headless-chromium") << true << OAuthMode::AsToday;
 }
 
 void TestSocialNetworkOAuthSession::signsInThenRefreshes()
 {
     QFETCH(bool, chromium);
+    QFETCH(OAuthMode, mode);
+    const bool base64 = mode == OAuthMode::Base64Tokens;
+    const QString provider = base64 ? QStringLiteral("testbook-base64") : QStringLiteral("testbook");
+    if (mode == OAuthMode::PkceRequired)
+        m_emulator.setPkceRequired(true);
     HeadlessChromium realBrowser;
     if (chromium) {
         // Starting a real browser may take longer than the shortened time-out.
@@ -173,7 +188,7 @@ void TestSocialNetworkOAuthSession::signsInThenRefreshes()
                                    "chromium is not installed (scripts/lib.sh installs it)");
         realBrowser.install();
     }
-    OAuthAttempt attempt(chromium ? Browser::Absent : Browser::Walking, QStringLiteral("testbook"));
+    OAuthAttempt attempt(chromium ? Browser::Absent : Browser::Walking, provider);
     QSignalSpy walked(&attempt.browser, &SimulatedBrowser::finished);
     expectAttemptLines();
     QTest::ignoreMessage(QtInfoMsg, "Shutting down local server");
@@ -181,8 +196,8 @@ void TestSocialNetworkOAuthSession::signsInThenRefreshes()
 
     QVERIFY(attempt.finished.wait(chromium ? 50000 : 15000));
     QVERIFY(attempt.finishedOnMainThread);
-    QCOMPARE(attempt.session.login(), QStringLiteral("frank-testbook@example.com"));
-    QCOMPARE(attempt.session.externalUserId(), QStringLiteral("testbook-000042"));
+    QCOMPARE(attempt.session.login(), base64 ? "rob-base64@example.com" : "frank-testbook@example.com");
+    QCOMPARE(attempt.session.externalUserId(), base64 ? "testbook-000045" : "testbook-000042");
     QCOMPARE((chromium ? realBrowser.opened() : attempt.browser.opened()).size(), 1);
     if (!chromium) {
         QTRY_COMPARE(walked.count(), 1);
@@ -197,20 +212,21 @@ void TestSocialNetworkOAuthSession::signsInThenRefreshes()
     const Items exchange = tokenForm(exchanges, 0);
     QCOMPARE(exchange.value(0), qMakePair(QStringLiteral("grant_type"), QStringLiteral("authorization_code")));
     QCOMPARE(exchange.value(3), qMakePair(QStringLiteral("redirect_uri"), queryValue(attempt.address(), "redirect_uri")));
+    QCOMPARE(holdsFormUnsafeCharacters(exchange.value(1).second), base64);
     const QJsonObject saved = attempt.session.sessionState();
     QCOMPARE(saved.value("access_token").toString(), attempt.session.jwt());
-    QVERIFY(!saved.value("refresh_token").toString().isEmpty());
+    QCOMPARE(holdsFormUnsafeCharacters(saved.value("refresh_token").toString()), base64);
     QVERIFY(!attempt.errors.wait(2500));
     QVERIFY(errorReports().isEmpty());
 
     // A later run restores the saved state and signs in again without the browser.
-    SocialNetworkOAuthSession restored(QStringLiteral("testbook"), nullptr);
+    SocialNetworkOAuthSession restored(provider, nullptr);
     QSignalSpy restoredFinished(&restored, &AbstractSession::loginFinished);
     restored.setSessionState(saved);
     restored.refresh();
     QVERIFY(restoredFinished.wait(15000));
     QCOMPARE((chromium ? realBrowser.opened() : attempt.browser.opened()).size(), 1);
-    QCOMPARE(restored.userName(), QStringLiteral("frank"));
+    QCOMPARE(restored.userName(), base64 ? "rob" : "frank");
     exchanges = m_emulator.requests(tokenEndpointPath());
     QCOMPARE(exchanges.size(), 2);
     QCOMPARE(tokenForm(exchanges, 1),
@@ -225,12 +241,15 @@ void TestSocialNetworkOAuthSession::failures_data()
     QTest::addColumn<Failure>("row");
     const QString network = "Social auth: network error |  | authorization";
     const QString unknownCode = "invalid_grant: authorization code is unknown or already used";
+    const QString wrongVerifier = "invalid_grant: code_verifier is missing or does not match the code_challenge";
     for (const Failure &row : {
              Failure{"no-code", "testbook-notoken", false, Forgery::None, "Network error", network, 0},
              Failure{"unknown-provider", "nosuch", false, Forgery::None, "Network error", network, 0},
              Failure{"state-mismatch", "testbook", false, Forgery::State, "Login url is compromised", "", 0},
              Failure{"forged-code", "testbook", false, Forgery::Code, unknownCode,
                      "NimblaOAuthLogin: Failed auth | " + unknownCode + " | authorization", 1},
+             Failure{"wrong-verifier", "testbook", false, Forgery::Challenge, wrongVerifier,
+                     "NimblaOAuthLogin: Failed auth | " + wrongVerifier + " | authorization", 1},
              Failure{"browser-closed", "testbook", true, Forgery::None, "Authorization timeout",
                      "Social auth: Timeout error |  | authorization", 0},
          })
@@ -243,12 +262,17 @@ void TestSocialNetworkOAuthSession::failures()
 
     OAuthAttempt attempt(row.idleBrowser ? Browser::Idle : Browser::Walking, row.provider);
     attempt.browser.setRewrite([forgery = row.forgery](QUrl url) {
-        if (url.host() != QLatin1String("localhost") || forgery == Forgery::None)
+        // The challenge is forged on the way to the service, the others on the way back.
+        const bool toListener = url.host() == QLatin1String("localhost");
+        if (forgery == Forgery::None || toListener == (forgery == Forgery::Challenge))
             return url;
         QUrlQuery query(url);
-        const QString name = forgery == Forgery::State ? QStringLiteral("state") : QStringLiteral("code");
+        const QString name = forgery == Forgery::State ? QStringLiteral("state")
+                : forgery == Forgery::Code             ? QStringLiteral("code")
+                                                       : QStringLiteral("code_challenge");
         query.removeAllQueryItems(name);
-        query.addQueryItem(name, QStringLiteral("forged0forged"));
+        // Long enough for a well-formed challenge, so that only the exchange can tell.
+        query.addQueryItem(name, QStringLiteral("forged0forged").repeated(4));
         url.setQuery(query);
         return url;
     });
@@ -259,7 +283,7 @@ void TestSocialNetworkOAuthSession::failures()
         QTest::ignoreMessage(QtInfoMsg, "Social Auth with OAuth2 Failed!");
         QTest::ignoreMessage(QtCriticalMsg, "Can't get JWT token");
     }
-    if (row.forgery == Forgery::Code) {
+    if (row.forgery == Forgery::Code || row.forgery == Forgery::Challenge) {
         QTest::ignoreMessage(QtCriticalMsg, QRegularExpression(QStringLiteral("^exchange code failed invalid_grant")));
         QTest::ignoreMessage(QtCriticalMsg, QRegularExpression(QStringLiteral("^Reply: ")));
     }

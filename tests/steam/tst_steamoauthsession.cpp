@@ -2,6 +2,7 @@
 
 #include "emulatorfixture.h"
 #include "napplication.h"
+#include "oauthmode.h"
 #include "steamstandin.h"
 
 #include <QtTest>
@@ -66,6 +67,7 @@ private Q_SLOTS:
     void failures();
     void undecodableTokenGoesOn_data();
     void undecodableTokenGoesOn();
+    void refreshesWithoutSteam_data();
     void refreshesWithoutSteam();
     void sendEmail_data();
     void sendEmail();
@@ -87,6 +89,7 @@ void TestSteamOAuthSession::init()
     QVERIFY(m_emulator.loadConfig());
     m_emulator.clearRequests();
     m_emulator.clearFaults();
+    m_emulator.setPkceRequired(false);
     LibraryReports::clearJournals();
     Client().apply();
     m_standIn->clearFault();
@@ -125,7 +128,10 @@ void TestSteamOAuthSession::placeholders()
                                      .replace("%1", state)
                                      .replace("%2", "700100")
                                      .replace("%3", QByteArray("steam-ivan").toHex());
-    QCOMPARE(requests.at(0).toObject().value("query").toString(), expected);
+    const QString query = requests.at(0).toObject().value("query").toString();
+    QCOMPARE(query.section("&code_challenge=", 0, 0), expected);
+    const QRegularExpression challenge("&code_challenge=[A-Za-z0-9_-]{43}&code_challenge_method=S256$");
+    QVERIFY2(challenge.match(query).hasMatch(), qPrintable(query));
 }
 
 void TestSteamOAuthSession::everyTicketGetsANewState()
@@ -302,8 +308,23 @@ void TestSteamOAuthSession::undecodableTokenGoesOn()
     QCOMPARE(attempt.refreshed.count(), asksForEmail ? 0 : 1);
 }
 
+void TestSteamOAuthSession::refreshesWithoutSteam_data()
+{
+    QTest::addColumn<OAuthMode>("mode");
+    QTest::newRow("as-today") << OAuthMode::AsToday;
+    QTest::newRow("base64-tokens") << OAuthMode::Base64Tokens;
+    QTest::newRow("pkce-required") << OAuthMode::PkceRequired;
+}
+
 void TestSteamOAuthSession::refreshesWithoutSteam()
 {
+    QFETCH(OAuthMode, mode);
+    if (mode == OAuthMode::PkceRequired)
+        m_emulator.setPkceRequired(true);
+    Client client;
+    client.ticket = mode == OAuthMode::Base64Tokens ? "steam-sam-base64" : "steam-ivan";
+    client.apply();
+
     OAuthAttempt attempt;
     attempt.session.tryLogin();
     QTRY_COMPARE(attempt.finished.count(), 1);
@@ -317,6 +338,8 @@ void TestSteamOAuthSession::refreshesWithoutSteam()
     const QJsonArray exchanges = m_emulator.requests(tokenPath());
     QCOMPARE(exchanges.size(), 2);
     QCOMPARE(form(exchanges.at(1)).value(1), qMakePair(QStringLiteral("refresh_token"), refreshToken));
+    QCOMPARE(holdsFormUnsafeCharacters(form(exchanges.at(0)).value(1).second), mode == OAuthMode::Base64Tokens);
+    QCOMPARE(holdsFormUnsafeCharacters(refreshToken), mode == OAuthMode::Base64Tokens);
     QCOMPARE(attempt.session.userName(), Persona);
 }
 
