@@ -1,8 +1,10 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds, and starts the demo launcher, a Qt Quick sign-in screen, against a
 # private login-service emulator whose state stays under the build folder. Arguments go to the
-# launcher: --config FILE signs in against the service of that configuration instead.
-# It needs a desktop; on a headless machine, QT_QPA_PLATFORM=offscreen runs it unseen.
+# launcher: --config FILE signs in against the service of that configuration instead. Without a
+# desktop keyring, a private one keeps the remembered session under the build folder.
+# It needs a desktop; on a headless machine without OpenGL,
+# QT_QPA_PLATFORM=offscreen QT_QUICK_BACKEND=software runs it unseen.
 # NIMBLA_QT_MAJOR=6 builds it with Qt 6.
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
