@@ -102,7 +102,7 @@ cmake -S "$src" -B "$build" -G Ninja -Wno-dev -DCMAKE_BUILD_TYPE=None -DCMAKE_CX
 # area_targets <area>: the executables of the area's tests; they bring the emulator, the client
 # and the stand-in libraries that they need.
 area_targets() {
-    ctest --test-dir "$build" -N -R "${area_tests[$1]}" | sed -n 's/^ *Test *#[0-9]*: [a-z]*\.\([a-z]*\)$/tst_\1/p'
+    ctest --test-dir "$build" -N -R "${area_tests[$1]}" --show-only=json-v1 | grep -o '/tst_[a-z]*"' | tr -d '/"' | sort -u
 }
 
 # run_area <area> <log file>: builds and runs the area's tests; prints the names of those that
