@@ -137,3 +137,23 @@ nimbla_ctest_in_private_home() {
     rm -rf "$home"
     return $status
 }
+
+# nimbla_count_lines <path>...: the counted lines below the paths, the non-blank lines of the .cpp,
+# .h and .qml files under git.
+nimbla_count_lines() {
+    git -C "$NIMBLA_ROOT" ls-files -z -- "$@" | grep -zE '\.(cpp|h|qml)$' |
+        (cd "$NIMBLA_ROOT" && xargs -0 cat) | grep -cv '^[[:space:]]*$'
+}
+
+# nimbla_test_share: prints the test tree's share of the counted lines, and warns above 33%,
+# the size that the project keeps its tests to.
+nimbla_test_share() {
+    local all tests permille
+    all=$(nimbla_count_lines .)
+    tests=$(nimbla_count_lines tests)
+    permille=$((1000 * tests / all))
+    echo "Test lines: $tests of $all counted lines ($((permille / 10)).$((permille % 10))%)."
+    if [ $((100 * tests)) -gt $((33 * all)) ]; then
+        echo "warning: the tests are more than 33% of the counted lines: see \"The test suite\" in the README." >&2
+    fi
+}

@@ -100,9 +100,11 @@ cmake -S "$src" -B "$build" -G Ninja -Wno-dev -DCMAKE_BUILD_TYPE=None -DCMAKE_CX
     -DCMAKE_LINK_DEPENDS_NO_SHARED=ON -DNIMBLA_BUILD_BENCHMARKS=OFF >/dev/null
 
 # area_targets <area>: the executables of the area's tests; they bring the emulator, the client
-# and the stand-in libraries that they need.
+# and the stand-in libraries that they need. Read from CTest's files: CTest itself names an
+# executable only once it is built.
 area_targets() {
-    ctest --test-dir "$build" -N -R "${area_tests[$1]}" --show-only=json-v1 | grep -o '/tst_[a-z]*"' | tr -d '/"' | sort -u
+    cat "$build"/tests/*/CTestTestfile.cmake | sed -n 's/^add_test(\([^ ]*\) ".*\/\(tst_[a-z]*\)".*/\1 \2/p' |
+        PATTERN="${area_tests[$1]}" awk '$1 ~ ENVIRON["PATTERN"] { print $2 }' | sort -u
 }
 
 # run_area <area> <log file>: builds and runs the area's tests; prints the names of those that

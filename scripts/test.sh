@@ -22,6 +22,8 @@ nimbla_test_suite "$NIMBLA_ROOT/build/asan" 5 || failed+=("Qt 5")
 echo "Qt 6: building and testing in $NIMBLA_ROOT/build/qt6"
 nimbla_test_suite "$NIMBLA_ROOT/build/qt6" 6 "${NIMBLA_QT6_CTEST_OPTIONS[@]}" || failed+=("Qt 6")
 
+nimbla_test_share
+
 if [ ${#failed[@]} -gt 0 ]; then
     echo "The test suite failed on: ${failed[*]}" >&2
     exit 1
