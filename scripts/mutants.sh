@@ -119,7 +119,10 @@ run_area() {
     fi
     rm -f "$build/Testing/Temporary/LastTestsFailed.log"
     nimbla_ctest_in_private_home "$build" -R "${area_tests[$1]}" --timeout 300 >>"$2" 2>&1 || true
-    sed -n 's/^[0-9]*:\(.*\)$/\1/p' "$build/Testing/Temporary/LastTestsFailed.log" 2>/dev/null | paste -sd, -
+    # CTest writes the file only when a test failed.
+    if [ -f "$build/Testing/Temporary/LastTestsFailed.log" ]; then
+        sed -n 's/^[0-9]*:\(.*\)$/\1/p' "$build/Testing/Temporary/LastTestsFailed.log" | paste -sd, -
+    fi
 }
 
 # The areas must pass as they stand, or a failure would be taken for a caught fault.
