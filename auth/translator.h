@@ -20,7 +20,7 @@ namespace NimblaSDK {
  * \endcode
  *
  * The compiled catalogues are also installed as
- * share/NimblaAuth/translations/nimblaauth_<language>.qm, for a launcher
+ * `share/NimblaAuth/translations/nimblaauth_<language>.qm`, for a launcher
  * that loads its translations itself.
  */
 NIMBLAAUTH_EXPORT bool installTranslator(const QLocale &locale = QLocale());
