@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs what is missing and builds and runs the whole test suite twice, both times with
 # AddressSanitizer and UndefinedBehaviorSanitizer: on Qt 5.15 (the default, build/asan), then on
-# Qt 6 (build/qt6). Each run is inside a private D-Bus session with its own keyring.
+# Qt 6 (build/qt6). Each run is inside a private D-Bus session with its own keyring. First, the API
+# reference's short run: an undocumented public member or any other Doxygen warning fails it.
 # A failure on either Qt fails the whole run; the second still runs after a failed first.
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
@@ -17,6 +18,8 @@ nimbla_test_suite() {
 }
 
 failed=()
+echo "API reference: every installed header documented, without a Doxygen warning"
+"$NIMBLA_ROOT/scripts/docs.sh" --check || failed+=("the API reference")
 echo "Qt 5.15: building and testing in $NIMBLA_ROOT/build/asan"
 nimbla_test_suite "$NIMBLA_ROOT/build/asan" 5 || failed+=("Qt 5")
 echo "Qt 6: building and testing in $NIMBLA_ROOT/build/qt6"
