@@ -28,8 +28,8 @@ else
     NIMBLA_QT_SUFFIX=
 fi
 
-# Everything the library, the emulator, the examples, the whole test suite and the API reference's
-# check need on Debian 12, for both Qt versions.
+# Everything the library, the emulator, the examples, the whole test suite, the API reference's
+# check and the packages need on Debian 12, for both Qt versions.
 NIMBLA_PACKAGES=(
     cmake ninja-build g++ pkg-config
     "${NIMBLA_QT5_PACKAGES[@]}" "${NIMBLA_QT6_PACKAGES[@]}"
@@ -39,6 +39,7 @@ NIMBLA_PACKAGES=(
     g++-mingw-w64-x86-64-posix wine wine64
     chromium
     doxygen
+    dpkg-dev file lintian
 )
 
 nimbla_install_missing() {
