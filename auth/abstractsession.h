@@ -106,10 +106,11 @@ Q_SIGNALS:
     //! itself hands the new token to its HttpApiRequester here.
     void refreshed(const QVariantMap &sessionParameters);
     //! The attempt failed. \a errorMsg is the text for the player: the service's
-    //! own words where it gave some, else the library's (translated once
-    //! installTranslator() found a catalogue). It may be empty (a one-time password
-    //! that the service refused): show a message of the launcher's own then.
-    //! failedTransiently() tells whether trying again later may help.
+    //! own words where it gave some, else the library's, the player's texts among
+    //! them in the language that installTranslator() chose. It may be empty (a
+    //! one-time password that the service refused): show a message of the
+    //! launcher's own then. failedTransiently() tells whether trying again later
+    //! may help.
     void error(const QString &errorMsg);
     //! The player is signed in: jwt and the identity properties are set, and the
     //! launcher lets the player in. The OAuth2 sessions finish even with a token of
