@@ -37,11 +37,17 @@ class NIMBLAAUTH_EXPORT AbstactOAuthSession : public AbstractSession
     Q_OBJECT
 
 public:
+    //! "access_token": the key of the access token, the JWT, in sessionParameters() and sessionState().
     static const QString SessionAccessToken;
+    //! "refresh_token": the key of the refresh token in sessionParameters() and sessionState().
     static const QString SessionRefreshToken;
 
+    //! Creates a session without tokens: tryLogin() signs in, or setSessionState() and refresh() renew a saved
+    //! sign-in.
     explicit AbstactOAuthSession(QObject *parent);
 
+    //! The tokens received so far under SessionAccessToken and SessionRefreshToken, as refreshed() carries
+    //! them.
     const QMap<QString, QVariant> &sessionParameters() const;
 
     //! The state to save between runs; nothing here, the derived sessions say what they keep.
@@ -54,11 +60,16 @@ protected:
     //! the PKCE verifier of the authorization request that gave \a code (a refresh has none).
     virtual void _oauthGetJwt(const QString &code, const QString &redirectUri, bool refresh,
                               const QString &codeVerifier = QString());
+    //! Takes the access token of a successful exchange: records it (refreshed()), sets the identity and emits
+    //! loginFinished(), even for a token of another login project, which leaves the identity empty.
     virtual void _onJwtReceived(const QString &jwt);
+    //! Keeps \a refreshToken for the next refresh(); a token answer without one leaves it empty, and that
+    //! session cannot be renewed.
     virtual void updateRefreshToken(const QString &refreshToken);
     //! Keeps \a jwt as the access token and announces the token values with refreshed().
     void _recordAccessToken(const QString &jwt);
 
+    //! The refresh token that refresh() sends; empty before the first exchange.
     QString refreshToken() const;
     //! The two tokens as the derived sessions save them; a token never received is null.
     QJsonObject _tokenState() const;

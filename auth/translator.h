@@ -20,8 +20,9 @@ namespace NimblaSDK {
  * \endcode
  *
  * The compiled catalogues are also installed as
- * share/NimblaAuth/translations/nimblaauth_<language>.qm, for a launcher
- * that loads its translations itself.
+ * `share/NimblaAuth/translations/nimblaauth_<language>.qm` (the Qt 6 build's
+ * in `share/NimblaAuth-qt6/translations`), for a launcher that loads its
+ * translations itself.
  */
 NIMBLAAUTH_EXPORT bool installTranslator(const QLocale &locale = QLocale());
 

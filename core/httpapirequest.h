@@ -24,11 +24,16 @@ public:
 
     //! True when neither the transport nor the HTTP status (400 and above) reported an error.
     bool noErrors() const;
+    //! The HTTP status once finished() came; 0 when no answer came.
     int httpStatusCode() const;
+    //! The status's reason phrase once finished() came.
     QString httpReasonPhrase() const;
+    //! The network error's text once finished() came; "Connection closed" for an answer cut short.
     QString errorString() const;
 
 Q_SIGNALS:
+    //! The request ended: \a data is the body, empty for an answer cut short or aborted. Check noErrors()
+    //! before using it, and delete the request here.
     void finished(const QByteArray &data);
 
 private:

@@ -29,11 +29,17 @@ class NIMBLACORE_EXPORT HttpApiRequester : public QObject, public IHttpApiReques
     Q_OBJECT
 
 public:
+    //! Creates a requester without authorisation; the requests it makes are its children until deleted.
     explicit HttpApiRequester(QObject *parent);
 
+    //! Sends a GET to \a url.
     HttpApiRequest *get(const QUrl &url) override;
+    //! Sends \a body to \a url as a POST of \a contentType.
     HttpApiRequest *post(const QUrl &url, const QByteArray &body, const QString &contentType) override;
+    //! Sends \a body to \a url as a PATCH of \a contentType.
     HttpApiRequest *patch(const QUrl &url, const QByteArray &body, const QString &contentType) override;
+    //! Sends a request of \a method; the other three call it. The request is never null: a failure comes as its
+    //! finished() with noErrors() false.
     HttpApiRequest *exec(HttpApi::Method method, const QUrl &url, const QByteArray &body,
                          const QString &contentType) override;
 
@@ -43,10 +49,14 @@ public:
     void authorizationError(const QString &reason) override;
 
 Q_SIGNALS:
+    //! An authorised request was answered 401: the token has expired or was revoked; \a reason is the status's
+    //! reason phrase. Sign in again, or refresh, and call authorized() with the new token.
     void authorizationFailed(const QString &reason);
 
 protected:
+    //! The request for \a url, with the content type and the bearer token.
     QNetworkRequest createRequest(const QUrl &url, const QString &contentType) override;
+    //! Watches an authorised \a request for a 401, which calls authorizationError().
     void bind(HttpApiRequest *request) override;
 
 private:

@@ -8,6 +8,7 @@
 
 #include <QString>
 
+//! The library's whole interface, the core's and the sign-in's: everything a launcher includes is in here.
 namespace NimblaSDK {
 
 /*!
@@ -26,14 +27,19 @@ namespace NimblaSDK {
 class NIMBLACORE_EXPORT NApplication
 {
 public:
+    //! The singleton; its first use loads the file that NIMBLA_CONFIG names, if the variable is set.
     static NApplication &instance();
 
     //! Replaces the configuration; on failure every value is empty and a warning names the problem.
     bool loadConfiguration(const QString &filePath);
 
+    //! The player's persistent settings, opened for the configuration's appAccountName.
     SDKSettings *settingsManager();
+    //! The configuration last loaded.
     const ConfigManager *configManager() const;
+    //! The endpoint addresses of the configuration last loaded.
     const UrlsManager *urlsManager() const;
+    //! The configuration's appAccountName.
     QString appAccountName() const;
 
     NApplication(const NApplication &) = delete;

@@ -39,6 +39,8 @@ namespace NimblaSDK {
 class NIMBLACORE_EXPORT NNetworkAccessManager
 {
 public:
+    //! The manager of the calling thread, made at its first use there; never null. The library owns it: do not
+    //! delete it.
     static QNetworkAccessManager *getManager();
 
     /*!

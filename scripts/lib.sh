@@ -28,8 +28,8 @@ else
     NIMBLA_QT_SUFFIX=
 fi
 
-# Everything the library, the emulator, the examples and the whole test suite need on Debian 12,
-# for both Qt versions.
+# Everything the library, the emulator, the examples, the whole test suite, the API reference's
+# check and the packages need on Debian 12, for both Qt versions.
 NIMBLA_PACKAGES=(
     cmake ninja-build g++ pkg-config
     "${NIMBLA_QT5_PACKAGES[@]}" "${NIMBLA_QT6_PACKAGES[@]}"
@@ -38,6 +38,8 @@ NIMBLA_PACKAGES=(
     dbus gnome-keyring libsecret-tools libglib2.0-bin
     g++-mingw-w64-x86-64-posix wine wine64
     chromium
+    doxygen
+    dpkg-dev file lintian
 )
 
 nimbla_install_missing() {

@@ -46,11 +46,18 @@ using ValuesMap = QMap<QString, QString>;
 class NIMBLAAUTH_EXPORT UserAttributes : public QObject
 {
     Q_OBJECT
+    //! The publisher project whose attributes are read and written; 0 is a valid id. Until it is set (it starts
+    //! at -1), get() and update() fail with code 1 and send nothing.
     Q_PROPERTY(int publisherID READ publisherID WRITE setPublisherID NOTIFY publisherIDChanged)
+    //! UA_STATE_IN_PROGRESS while a get() or update() runs, UA_STATE_NONE otherwise. The launcher only reads
+    //! it, e.g. to disable its buttons.
     Q_PROPERTY(State state READ state WRITE setState NOTIFY stateChanged)
+    //! The player whose attributes are read: AbstractSession::userId of the current sign-in. Until it is set,
+    //! get() and update() fail with code 1 and send nothing.
     Q_PROPERTY(QString userID READ userID WRITE setUserID NOTIFY userIDChanged)
 
 public:
+    //! Whether a request runs; see \ref state.
     enum State { UA_STATE_NONE = 0, UA_STATE_IN_PROGRESS = 1 };
     Q_ENUM(State)
 
@@ -58,31 +65,45 @@ public:
     UserAttributes(QSharedPointer<IHttpApiRequester> requester, QSharedPointer<AuthManager> authManager,
                    QObject *parent);
 
+    //! \sa publisherID
     int publisherID() const;
+    //! \sa state
     State state() const;
+    //! \sa userID
     QString userID() const;
+    //! The attribute names that get() reads and update() writes, in order.
     QStringList keys() const;
 
 Q_SIGNALS:
+    //! Announces a new \ref publisherID.
     void publisherIDChanged(int publisherID);
+    //! Announces a new \ref state.
     void stateChanged(NimblaSDK::UserAttributes::State state);
+    //! Announces a new \ref userID.
     void userIDChanged(const QString &userID);
-    //! On success before the state returns to UA_STATE_NONE, on failure after it.
+    //! The outcome of get(): \a error has code 0 and value() holds what was read, or it tells the failure as
+    //! UserAttributesError lists. On success before the state returns to UA_STATE_NONE, on failure after it.
     void getFinished(UserAttributesError error);
-    //! On success before the state returns to UA_STATE_NONE, on failure after it.
+    //! The outcome of update(), as for getFinished(). On success before the state returns to UA_STATE_NONE, on
+    //! failure after it.
     void updateFinished(UserAttributesError error);
 
 public Q_SLOTS:
+    //! \sa publisherID
     void setPublisherID(int publisherID);
+    //! Set by get() and update() themselves; a launcher has no reason to call it.
     void setState(NimblaSDK::UserAttributes::State state);
     //! Appends \a key unless keys() holds it already.
     void setKey(const QString &key);
+    //! Replaces keys(); the values already read stay.
     void setKeys(const QStringList &keys);
+    //! \sa userID
     void setUserID(const QString &userID);
     //! Reads the values of keys() into value().
     void get();
     //! Writes the values of keys(); a key without a value is written as "".
     void update();
+    //! The local value of \a key: what get() read or setValue() set; empty when there is none.
     QString value(const QString &key) const;
     //! Changes the local value only; update() sends it.
     void setValue(const QString &key, const QString &value);

@@ -23,11 +23,16 @@ namespace NimblaSDK {
 class NIMBLAAUTH_EXPORT UserAttributesError
 {
     Q_GADGET
+    //! The code of the table above, for QML.
     Q_PROPERTY(int code MEMBER code)
+    //! The message, for QML.
     Q_PROPERTY(QString message MEMBER message)
 
 public:
+    //! The code of the table above: 0 is success, anything else a failure.
     int code = 0;
+    //! What went wrong, in English, for the log rather than the player: the service's status in words,
+    //! then " Error description: " and the network error; "Publisher id is incorrect" for code 1.
     QString message;
 };
 

@@ -19,8 +19,11 @@ class NIMBLAAUTH_EXPORT NimblaLoginJwtValidator : public IJwtValidator
     Q_OBJECT
 
 public:
+    //! Creates a validator without an endpoint: set one with setTestEndpoint() before validate().
     explicit NimblaLoginJwtValidator(QObject *parent);
 
+    //! The bearer-protected endpoint that validate() posts to; AuthManager uses the attributes read address. A
+    //! status of 400 or more, or a request that fails, makes the token invalid.
     void setTestEndpoint(const QUrl &url);
 
 public Q_SLOTS:

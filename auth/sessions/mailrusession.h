@@ -32,15 +32,22 @@ class NIMBLAAUTH_EXPORT MailRuSession : public AbstractSession
     Q_OBJECT
 
 public:
+    //! Creates a session without the game centre's values; setUid(), setTicked() and tryLogin() sign in.
     explicit MailRuSession(QObject *parent);
 
+    //! The game centre's user id given to setUid().
     QString uid() const;
     //! The game centre's ticket; the name is kept as launchers already call it.
     QString ticked() const;
+    //! Sends the user id and the ticket to the service. A failed request, or a failed fetch of the redirect
+    //! target, fails with the network error's text; a token that is missing from the redirect is not a failure
+    //! of its own, but leaves the identity empty.
     void tryLogin() override;
 
 public Q_SLOTS:
+    //! Sets the game centre's user id for the next tryLogin(); not announced.
     void setUid(const QString &uid);
+    //! Sets the game centre's ticket for the next tryLogin(); not announced.
     void setTicked(const QString &ticked);
 
 private:

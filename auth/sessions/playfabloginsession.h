@@ -36,28 +36,46 @@ namespace NimblaSDK {
 class NIMBLAAUTH_EXPORT PlayfabLoginSession : public AbstractSession
 {
     Q_OBJECT
+    //! The player's e-mail address at PlayFab; it shadows AbstractSession's login, the signed-in identity.
+    //! Filled in from the saved account.
     Q_PROPERTY(QString login READ login WRITE setLogin NOTIFY loginChanged)
+    //! The player's PlayFab password; filled in from the saved account. tryLogin() without an e-mail or a
+    //! password fails with "Could not log in via the saved account."
     Q_PROPERTY(QString password READ password WRITE setPassword NOTIFY passwordChanged)
+    //! Written to the settings after a sign-in, for the next start to decide whether to sign in without asking;
+    //! true unless the launcher clears it.
     Q_PROPERTY(bool rememberMe READ rememberMe WRITE setRememberMe NOTIFY rememberMeChanged)
 
 public:
     //! Starts with the account saved in the credential vault, if there is one.
     explicit PlayfabLoginSession(QObject *parent);
 
+    //! \sa login
     QString login() const;
+    //! \sa password
     QString password() const;
+    //! \sa rememberMe
     bool rememberMe() const;
 
+    //! Signs in at PlayFab, then trades its ticket for the launcher's JWT. PlayFab's refusal fails with
+    //! PlayFab's own message (or the network error's text when it gave none), a failed trade with the network
+    //! error's text or the service's reason.
     void tryLogin() override;
 
 Q_SIGNALS:
+    //! Announces a new typed \ref login.
     void loginChanged(const QString &login);
+    //! Announces a new \ref password.
     void passwordChanged(const QString &password);
+    //! Announces a new \ref rememberMe.
     void rememberMeChanged(bool rememberMe);
 
 public Q_SLOTS:
+    //! \sa login
     void setLogin(const QString &login);
+    //! \sa password
     void setPassword(const QString &password);
+    //! \sa rememberMe
     void setRememberMe(bool rememberMe);
 
 private:

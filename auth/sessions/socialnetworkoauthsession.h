@@ -36,13 +36,18 @@ class NIMBLAAUTH_EXPORT SocialNetworkOAuthSession : public AbstactOAuthSession
     Q_OBJECT
 
 public:
+    //! Creates a session for \a providerName, a "title" of AuthManager::socialProviders, with the state and
+    //! PKCE verifier that all its attempts share.
     SocialNetworkOAuthSession(const QString &providerName, QObject *parent);
+    //! Stops its local listener.
     ~SocialNetworkOAuthSession() override;
 
+    //! The provider given to the constructor; AuthManager saves it with a remembered session.
     QString providerName() const;
 
     //! {"access_token", "refresh_token"}; a token not held yet is null.
     QJsonObject sessionState() const override;
+    //! Restores the tokens of a sessionState(); call refresh() next.
     void setSessionState(const QJsonObject &state) override;
 
 Q_SIGNALS:
@@ -52,7 +57,13 @@ Q_SIGNALS:
     void openUrlExternallyError(const QString &url);
 
 public Q_SLOTS:
+    //! Starts the local listener and opens the provider's authorisation address in the system browser. Without
+    //! a provider it fails with "Social provider not chosen"; a browser that does not come back in the
+    //! configured authorisation time fails with "Authorization timeout", a callback without a code with
+    //! "Network error", and one with another state with "Login url is compromised".
     void tryLogin() override;
+    //! Renews the sign-in with the stored refresh token, without the browser; a token that the service refuses
+    //! fails with the service's words, and then only tryLogin() helps.
     void refresh() override;
 
 private:

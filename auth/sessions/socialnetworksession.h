@@ -35,13 +35,21 @@ class NIMBLAAUTH_EXPORT SocialNetworkSession : public AbstractSession
     Q_OBJECT
 
 public:
+    //! Creates a session without a provider; setNetworkLink() and tryLogin() sign in.
     explicit SocialNetworkSession(QObject *parent);
+    //! Stops the local listeners of its attempts.
     ~SocialNetworkSession() override;
 
+    //! The provider's login address: a "link" of AuthManager::socialProviders.
     QString networkLink() const;
+    //! Starts a local listener and opens networkLink(), completed with the listener's address, in the system
+    //! browser. Without a link it fails with "Social provider not chosen"; a browser that does not come back in
+    //! the configured authorisation time fails with "Authorization timeout", and a callback without a usable
+    //! token with "Network error".
     void tryLogin() override;
 
 Q_SIGNALS:
+    //! Announces a new networkLink().
     void networkLinkChanged(const QString &networkLink);
     //! The complete login address, announced before the browser is asked to open it.
     void loginUrlIsReady(const QString &url);
@@ -49,6 +57,7 @@ Q_SIGNALS:
     void openUrlExternallyError(const QString &url);
 
 public Q_SLOTS:
+    //! Sets the provider's login address for the next tryLogin().
     void setNetworkLink(const QString &networkLink);
 
 private:

@@ -39,13 +39,19 @@ public:
     //! Shuts the Steam client down.
     ~SteamOAuthSession() override;
 
+    //! Sets the game's Steam application id, which the service checks the ticket against.
     void setSteamAppId(const QString &steamAppId);
+    //! Asks the Steam client for a session ticket and trades it for a code and then the tokens. Without a
+    //! running client it fails with "Check steam client is running", without a ticket with "Check Steam client
+    //! started", a failed request with the network error's text, an answer with another state with "Login url
+    //! is compromised".
     void tryLogin() override;
 
 Q_SIGNALS:
     //! The account has no e-mail and the product needs one: ask the player, then call sendEmail().
     void needSendEmail();
-    //! The outcome of sendEmail(); \a errorStr is the network error, empty on success.
+    //! The outcome of sendEmail(); \a errorStr is the network error, empty on success. After a success, sign in
+    //! again with the same method: its token then carries the address.
     void sendEmailFinished(bool success, QString errorStr);
 
 public Q_SLOTS:
@@ -55,6 +61,8 @@ public Q_SLOTS:
     void refresh() override;
 
 protected:
+    //! Takes the token as the base does, unless the account must still give an e-mail: then it emits
+    //! needSendEmail() and neither records the token nor finishes.
     void _onJwtReceived(const QString &jwt) override;
 
 private:

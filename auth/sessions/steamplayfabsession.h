@@ -42,6 +42,10 @@ public:
     //! Shuts the Steam client down.
     ~SteamPlayfabSession() override;
 
+    //! Asks the Steam client for a ticket, signs in at PlayFab with it and trades PlayFab's ticket for the
+    //! launcher's JWT. Without a client it fails with "Check steam client is running", without a ticket with
+    //! "Check Steam client started"; PlayFab's refusal gives PlayFab's message, a failed trade the network
+    //! error's text or the service's reason.
     void tryLogin() override;
 
 Q_SIGNALS:

@@ -44,13 +44,18 @@ public:
     //! Shuts the Steam client down.
     ~SteamSession() override;
 
+    //! Sets the game's Steam application id, which the service checks the ticket against.
     void setSteamAppId(const QString &steamAppId);
+    //! Asks the Steam client for a session ticket and sends it to the service. Without a running client it
+    //! fails with "Check steam client is running", without a ticket with "Check Steam client started", and a
+    //! failed request with the network error's text.
     void tryLogin() override;
 
 Q_SIGNALS:
     //! The account has no e-mail and the product needs one: ask the player, then call sendEmail().
     void needSendEmail();
-    //! The outcome of sendEmail(); \a errorStr is the network error, empty on success.
+    //! The outcome of sendEmail(); \a errorStr is the network error, empty on success. After a success, sign in
+    //! again with the same method: its token then carries the address.
     void sendEmailFinished(bool success, QString errorStr);
 
 public Q_SLOTS:

@@ -47,13 +47,22 @@ public:
     //! Shuts the launcher's library down, when there is one.
     ~StoneSession() override;
 
+    //! Asks the Stone launcher's library for the player's service ticket and trades it for the JWT. Without the
+    //! library or a running launcher it fails after three seconds with "Stone launcher is not executed"; a
+    //! failed request, or an answer without a token of this login project, with "Login failed. Can't get login
+    //! information."
     void tryLogin() override;
 
 Q_SIGNALS:
+    //! The account has no e-mail and the product needs one ("email" in the configuration's authFields): ask the
+    //! player, then call sendEmail(). No loginFinished() comes with it.
     void needSendEmail();
+    //! The outcome of sendEmail(); \a msg is the network error, empty on success. After a success, sign in
+    //! again: the new token carries the address.
     void sendEmailFinished(bool success, const QString &msg);
 
 public Q_SLOTS:
+    //! Gives the signed-in account the e-mail address \a email at the service; sendEmailFinished() answers.
     void sendEmail(const QString &email);
 
 private:

@@ -15,5 +15,6 @@ public:
 
     //! The stored one-time password, or an empty string when there is none.
     virtual QString read() = 0;
+    //! Removes the stored password, which is good for one sign-in only; the next read() does not find it.
     virtual void remove() = 0;
 };

@@ -14,7 +14,10 @@ class NIMBLAAUTH_EXPORT ISecureJsonObjectStorage
 public:
     virtual ~ISecureJsonObjectStorage();
 
+    //! Stores \a object, replacing the record; false when the vault refuses it.
     virtual bool save(const QJsonObject &object) = 0;
+    //! The stored object; empty when there is none or it cannot be read.
     virtual QJsonObject read() = 0;
+    //! Deletes the record; an absent one is not an error.
     virtual void remove() = 0;
 };

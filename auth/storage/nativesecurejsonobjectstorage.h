@@ -29,10 +29,13 @@ class NIMBLAAUTH_EXPORT NativeSecureJsonObjectStorage : public ISecureJsonObject
 public:
     //! Touches nothing in the vault.
     explicit NativeSecureJsonObjectStorage(const QString &storageKey);
+    //!@{
+    //! A copy names the same record as \a other; nothing in the vault is touched.
     NativeSecureJsonObjectStorage(const NativeSecureJsonObjectStorage &other) = default;
     NativeSecureJsonObjectStorage(NativeSecureJsonObjectStorage &&other) = default;
     NativeSecureJsonObjectStorage &operator=(const NativeSecureJsonObjectStorage &other) = default;
     NativeSecureJsonObjectStorage &operator=(NativeSecureJsonObjectStorage &&other) = default;
+    //!@}
     ~NativeSecureJsonObjectStorage() override;
 
     //! Stores the object's indented JSON text, replacing the record; false when the vault refuses.

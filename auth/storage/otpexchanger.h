@@ -28,9 +28,12 @@ class NIMBLAAUTH_EXPORT OtpExchanger : public IOtpExchanger
     Q_OBJECT
 
 public:
+    //! Creates an exchanger that asks the configured exchangeOtpUrl.
     explicit OtpExchanger(QObject *parent = nullptr);
 
 public Q_SLOTS:
+    //! Sends \a otp as it is, not percent-encoded, in the configured address; a status of 400 or more, no
+    //! answer, or an answer with neither "jwt" nor both tokens ends in error().
     void exchange(QString otp) override;
 
 private:

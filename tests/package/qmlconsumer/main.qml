@@ -1,0 +1,3 @@
+import NimblaSDK.Auth 1.0
+
+AuthManager {}
