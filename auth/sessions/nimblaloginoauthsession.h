@@ -26,7 +26,7 @@ namespace NimblaSDK {
  * session->refresh(); // ends in loginFinished() or error()
  * \endcode
  */
-class NIMBLAAUTH_EXPORT NimblaLoginOAuthSession : public AbstactOAuthSession
+class NIMBLAAUTH_EXPORT NimblaLoginOAuthSession : public NimblaSDK::AbstactOAuthSession
 {
     Q_OBJECT
     Q_PROPERTY(QString login READ login WRITE setLogin NOTIFY loginChanged)

@@ -33,7 +33,7 @@ namespace NimblaSDK {
  * The class's own loginChanged() is about the typed e-mail; the identity's
  * login of the base is announced by AbstractSession::loginChanged().
  */
-class NIMBLAAUTH_EXPORT PlayfabLoginSession : public AbstractSession
+class NIMBLAAUTH_EXPORT PlayfabLoginSession : public NimblaSDK::AbstractSession
 {
     Q_OBJECT
     Q_PROPERTY(QString login READ login WRITE setLogin NOTIFY loginChanged)

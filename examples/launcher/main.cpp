@@ -5,7 +5,6 @@
 #include "othersigninmethods.h"
 
 #include "napplication.h"
-#include "qmlregistration.h"
 #include "qtcompat_p.h"
 #include "translator.h"
 
@@ -69,7 +68,6 @@ int main(int argc, char *argv[])
         return 2;
     }
 
-    NimblaSDK::registerQmlTypes();
     // The emulator's game-centre and platform players, unless the command line names others.
     SignInInput platform = config.isEmpty() ? emulator.player() : SignInInput();
     if (parser.isSet(appIdOption))
@@ -80,6 +78,8 @@ int main(int argc, char *argv[])
         platform.ticket = parser.value(ticketOption);
     OtherSignInMethods otherMethods(platform);
     QQmlApplicationEngine engine;
+    // The QML module as built beside the demo; installed, it is in Qt's own import path.
+    engine.addImportPath(QStringLiteral(NIMBLA_QML_BUILD_DIR));
     engine.rootContext()->setContextProperty(QStringLiteral("otherMethods"), &otherMethods);
     engine.load(QUrl(QStringLiteral("qrc:/launcher/main.qml")));
     if (engine.rootObjects().isEmpty())
