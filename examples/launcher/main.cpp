@@ -10,9 +10,11 @@
 
 #include <QCommandLineParser>
 #include <QGuiApplication>
+#include <QLocale>
 #include <QQmlApplicationEngine>
 #include <QQmlContext>
 #include <QStandardPaths>
+#include <QTranslator>
 
 int main(int argc, char *argv[])
 {
@@ -57,8 +59,12 @@ int main(int argc, char *argv[])
     parser.addOptions({configOption, emulatorOption, dataOption, appIdOption, uidOption, ticketOption});
     parser.process(app);
 
-    // The library's texts in the player's language.
+    // The library's texts and the launcher's own in the player's language.
     NimblaSDK::installTranslator();
+    QTranslator launcherTexts;
+    if (launcherTexts.load(QLocale(), QStringLiteral("nimbla-launcher"), QStringLiteral("_"),
+                           QStringLiteral(":/launcher/translations")))
+        QCoreApplication::installTranslator(&launcherTexts);
 
     DemoService emulator;
     if (!config.isEmpty()) {
