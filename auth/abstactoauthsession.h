@@ -32,7 +32,7 @@ namespace NimblaSDK {
  *
  * The exchange ends in loginFinished() or error(), like every sign-in.
  */
-class NIMBLAAUTH_EXPORT AbstactOAuthSession : public AbstractSession
+class NIMBLAAUTH_EXPORT AbstactOAuthSession : public NimblaSDK::AbstractSession
 {
     Q_OBJECT
 

@@ -9,7 +9,7 @@ namespace NimblaSDK {
 class JWTchecker;
 
 //! Signs in with a JWT the launcher already holds, once the login service confirms it.
-class NIMBLAAUTH_EXPORT JwtLoginSession : public AbstractSession
+class NIMBLAAUTH_EXPORT JwtLoginSession : public NimblaSDK::AbstractSession
 {
     Q_OBJECT
 

@@ -27,7 +27,7 @@ namespace NimblaSDK {
  * session->tryLogin();
  * \endcode
  */
-class NIMBLAAUTH_EXPORT MailRuSession : public AbstractSession
+class NIMBLAAUTH_EXPORT MailRuSession : public NimblaSDK::AbstractSession
 {
     Q_OBJECT
 

@@ -26,7 +26,7 @@ namespace NimblaSDK {
  * session->refresh(); // ends in loginFinished() or error()
  * \endcode
  */
-class NIMBLAAUTH_EXPORT NimblaLoginOAuthSession : public AbstactOAuthSession
+class NIMBLAAUTH_EXPORT NimblaLoginOAuthSession : public NimblaSDK::AbstactOAuthSession
 {
     Q_OBJECT
     //! The login the player types, usually the e-mail address; it shadows AbstractSession's login, the

@@ -7,9 +7,9 @@
 #include "napplication.h"
 #include "nnetworkaccessmanager.h"
 #include "passwordlogin_p.h"
+#include "platform/desktopservices_p.h"
 #include "servicereply_p.h"
 
-#include <QDesktopServices>
 #include <QJsonDocument>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
@@ -189,7 +189,7 @@ void NimblaLoginSession::_onLoginReply(QNetworkReply *reply)
         } else {
             // No access key yet: the service wants the privacy policy accepted
             // on its page before it lets the account in.
-            QDesktopServices::openUrl(QUrl(loginUrl));
+            DesktopServices::openUrl(QUrl(loginUrl));
             Q_EMIT privatePolicyIsNeeded(loginUrl);
         }
     }

@@ -36,7 +36,7 @@ class NimblaLoginJwtValidator;
  * The class's own loginChanged() is about the typed login; the identity's
  * login of the base is announced by AbstractSession::loginChanged().
  */
-class NIMBLAAUTH_EXPORT NimblaLoginSession : public AbstractSession
+class NIMBLAAUTH_EXPORT NimblaLoginSession : public NimblaSDK::AbstractSession
 {
     Q_OBJECT
     //! The login the player types, usually the e-mail address; it shadows AbstractSession's login, the

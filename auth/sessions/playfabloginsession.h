@@ -33,7 +33,7 @@ namespace NimblaSDK {
  * The class's own loginChanged() is about the typed e-mail; the identity's
  * login of the base is announced by AbstractSession::loginChanged().
  */
-class NIMBLAAUTH_EXPORT PlayfabLoginSession : public AbstractSession
+class NIMBLAAUTH_EXPORT PlayfabLoginSession : public NimblaSDK::AbstractSession
 {
     Q_OBJECT
     //! The player's e-mail address at PlayFab; it shadows AbstractSession's login, the signed-in identity.

@@ -2,11 +2,11 @@
 
 #include "authlogging_p.h"
 #include "napplication.h"
+#include "platform/desktopservices_p.h"
 #include "server/handleroauthfactory.h"
 #include "server/httpserver.h"
 #include "sessions/browsersignin_p.h"
 
-#include <QDesktopServices>
 #include <QTimer>
 #include <QUrlQuery>
 
@@ -114,7 +114,7 @@ void SocialNetworkOAuthSession::_startLogin()
 
     Q_EMIT loginUrlIsReady(address);
     qCInfo(lcSocialOAuth).noquote() << address;
-    if (!QDesktopServices::openUrl(url)) {
+    if (!DesktopServices::openUrl(url)) {
         Q_EMIT openUrlExternallyError(address);
         m_timer->stop();
         server->stop();

@@ -31,7 +31,7 @@ class BrowserSignIn;
  * A session restored with setSessionState() renews its tokens with refresh(),
  * without the browser.
  */
-class NIMBLAAUTH_EXPORT SocialNetworkOAuthSession : public AbstactOAuthSession
+class NIMBLAAUTH_EXPORT SocialNetworkOAuthSession : public NimblaSDK::AbstactOAuthSession
 {
     Q_OBJECT
 

@@ -2,11 +2,11 @@
 
 #include "authlogging_p.h"
 #include "napplication.h"
+#include "platform/desktopservices_p.h"
 #include "server/handlerfactory.h"
 #include "server/httpserver.h"
 #include "sessions/browsersignin_p.h"
 
-#include <QDesktopServices>
 #include <QUrl>
 #include <QUrlQuery>
 
@@ -93,7 +93,7 @@ void SocialNetworkSession::_startLogin()
     const QString address = url.toString();
 
     Q_EMIT loginUrlIsReady(address);
-    if (!QDesktopServices::openUrl(url)) {
+    if (!DesktopServices::openUrl(url)) {
         // The listener keeps running, so a sign-in finished in a browser that
         // the player opens by hand still arrives.
         Q_EMIT openUrlExternallyError(address);

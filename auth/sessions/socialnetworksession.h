@@ -30,7 +30,7 @@ class BrowserSignIn;
  * desktop refuses to open the browser: then the listener keeps waiting for a
  * sign-in that the player finishes by hand.
  */
-class NIMBLAAUTH_EXPORT SocialNetworkSession : public AbstractSession
+class NIMBLAAUTH_EXPORT SocialNetworkSession : public NimblaSDK::AbstractSession
 {
     Q_OBJECT
 

@@ -29,7 +29,7 @@ class SteamSignIn;
  * session->tryLogin();
  * \endcode
  */
-class NIMBLAAUTH_EXPORT SteamOAuthSession : public AbstactOAuthSession
+class NIMBLAAUTH_EXPORT SteamOAuthSession : public NimblaSDK::AbstactOAuthSession
 {
     Q_OBJECT
 

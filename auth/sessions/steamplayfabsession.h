@@ -32,7 +32,7 @@ class SteamSignIn;
  * Without a running Steam client (or its library) tryLogin() fails with
  * "Check steam client is running".
  */
-class NIMBLAAUTH_EXPORT SteamPlayfabSession : public AbstractSession
+class NIMBLAAUTH_EXPORT SteamPlayfabSession : public NimblaSDK::AbstractSession
 {
     Q_OBJECT
 

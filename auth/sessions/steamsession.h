@@ -34,7 +34,7 @@ class SteamSignIn;
  * Without a running Steam client (or its library) tryLogin() fails with
  * "Check steam client is running".
  */
-class NIMBLAAUTH_EXPORT SteamSession : public AbstractSession
+class NIMBLAAUTH_EXPORT SteamSession : public NimblaSDK::AbstractSession
 {
     Q_OBJECT
 

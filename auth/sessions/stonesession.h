@@ -37,7 +37,7 @@ class StoneLauncherLibrary;
  * the product asks for one. sendEmail() stores the address; signing in again
  * then gives a token that carries it.
  */
-class NIMBLAAUTH_EXPORT StoneSession : public AbstractSession
+class NIMBLAAUTH_EXPORT StoneSession : public NimblaSDK::AbstractSession
 {
     Q_OBJECT
 

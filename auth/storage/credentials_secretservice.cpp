@@ -4,6 +4,9 @@
 // round trips to the daemon; a read runs while the GUI thread waits for it.
 #define SECRET_API_SUBJECT_TO_CHANGE
 #include <libsecret/secret.h>
+// The function, not GObject's macro that keeps the argument's type: a call through the table below
+// would expand it.
+#undef g_object_ref
 
 #include "credentials_p.h"
 
@@ -11,6 +14,7 @@
 
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QLibrary>
 
 #include <condition_variable>
 #include <cstdio>
@@ -26,6 +30,68 @@ namespace CredentialBackend {
 namespace {
 
 using Clock = std::chrono::steady_clock;
+
+// libsecret, with the GLib calls made beside it, is loaded at the vault's first use, on the
+// connecting thread, and not with NimblaAuth: with what it brings (GIO, GObject, libgcrypt) it cost
+// every launcher's start about 1 ms and 1.7 MB, vault or not. Every call of this file goes through
+// Api, and no GLib macro that calls GLib itself (a checked cast, G_DBUS_ERROR) is used: NimblaAuth
+// is linked with no undefined symbol, so such a call fails the link.
+#define NIMBLA_SECRET_FUNCTIONS(F) \
+    F(g_bus_get_sync) F(g_cancellable_cancel) F(g_cancellable_new) F(g_dbus_connection_call_sync) \
+    F(g_dbus_error_quark) F(g_dbus_proxy_get_connection) F(g_dbus_proxy_get_name) F(g_error_free) F(g_free) \
+    F(g_hash_table_insert) F(g_hash_table_new) F(g_hash_table_unref) F(g_object_ref) F(g_object_unref) \
+    F(g_str_equal) F(g_str_hash) F(g_strfreev) F(g_variant_get) F(g_variant_get_boolean) F(g_variant_is_of_type) \
+    F(g_variant_new) F(g_variant_unref) F(secret_service_clear_sync) F(secret_service_get_secret_for_dbus_path_sync) \
+    F(secret_service_get_type) F(secret_service_open_sync) F(secret_service_read_alias_dbus_path_sync) \
+    F(secret_service_search_for_dbus_paths_sync) F(secret_service_store_sync) F(secret_value_get) \
+    F(secret_value_new) F(secret_value_unref)
+
+struct Api
+{
+#define NIMBLA_DECLARE(function) decltype(&::function) function = nullptr;
+    NIMBLA_SECRET_FUNCTIONS(NIMBLA_DECLARE)
+#undef NIMBLA_DECLARE
+};
+
+struct LoadedApi
+{
+    Api api;
+    QString failure; //!< empty once every function is there
+};
+
+const LoadedApi &loadedApi()
+{
+    static const LoadedApi loaded = [] {
+        LoadedApi result;
+        // Never unloaded: GLib's type system keeps the types that libsecret registers.
+        QLibrary library(QStringLiteral("secret-1"), 0);
+        if (!library.load()) {
+            result.failure = library.errorString();
+            return result;
+        }
+#define NIMBLA_RESOLVE(function) \
+        result.api.function = reinterpret_cast<decltype(&::function)>(library.resolve(#function)); \
+        if (!result.api.function && result.failure.isEmpty()) \
+            result.failure = QStringLiteral("%1 has no %2").arg(library.fileName(), QLatin1String(#function));
+        NIMBLA_SECRET_FUNCTIONS(NIMBLA_RESOLVE)
+#undef NIMBLA_RESOLVE
+        return result;
+    }();
+    return loaded;
+}
+
+//! Loads libsecret at the first call; false, and why, when it cannot be loaded.
+bool loadSecret(QString *failure)
+{
+    *failure = loadedApi().failure;
+    return failure->isEmpty();
+}
+
+//! libsecret's and GLib's functions, once loadSecret() has succeeded.
+const Api &secret()
+{
+    return loadedApi().api;
+}
 
 const char *const TargetAttribute = "target";
 const char *const UserNameField = "userName";
@@ -57,8 +123,7 @@ class Watchdog
 {
 public:
     explicit Watchdog(Deadline deadline)
-        : m_cancellable(g_cancellable_new())
-        , m_deadline(deadline)
+        : m_deadline(deadline)
         , m_thread([this] { run(); })
     {
     }
@@ -71,13 +136,24 @@ public:
         }
         m_wake.notify_one();
         m_thread.join();
-        g_object_unref(m_cancellable);
+        if (m_cancellable)
+            secret().g_object_unref(m_cancellable);
     }
 
     Watchdog(const Watchdog &) = delete;
     Watchdog &operator=(const Watchdog &) = delete;
 
-    GCancellable *cancellable() const { return m_cancellable; }
+    //! Made at the first call, once libsecret is loaded; already cancelled when the deadline has passed.
+    GCancellable *cancellable()
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        if (!m_cancellable) {
+            m_cancellable = secret().g_cancellable_new();
+            if (m_fired)
+                secret().g_cancellable_cancel(m_cancellable);
+        }
+        return m_cancellable;
+    }
 
     bool fired() const
     {
@@ -101,13 +177,14 @@ private:
         while (!m_done) {
             if (m_wake.wait_until(lock, m_deadline) == std::cv_status::timeout && Clock::now() >= m_deadline) {
                 m_fired = true;
-                g_cancellable_cancel(m_cancellable);
+                if (m_cancellable)
+                    secret().g_cancellable_cancel(m_cancellable);
                 return;
             }
         }
     }
 
-    GCancellable *m_cancellable;
+    GCancellable *m_cancellable = nullptr;
     mutable std::mutex m_mutex;
     std::condition_variable m_wake;
     Deadline m_deadline;
@@ -133,7 +210,7 @@ Failure describe(const GError *error, const Watchdog &watchdog, const QString &f
     }
     if (watchdog.fired()) {
         failure.cause = unansweredCause();
-    } else if (error && error->domain == G_DBUS_ERROR
+    } else if (error && error->domain == secret().g_dbus_error_quark()
                && (error->code == G_DBUS_ERROR_SERVICE_UNKNOWN || error->code == G_DBUS_ERROR_NAME_HAS_NO_OWNER)) {
         failure.cause = QStringLiteral("no Secret Service is running");
     } else {
@@ -185,7 +262,7 @@ public:
         std::unique_lock<std::mutex> lock(m_mutex);
         for (;;) {
             if (m_service)
-                return static_cast<SecretService *>(g_object_ref(m_service));
+                return static_cast<SecretService *>(secret().g_object_ref(m_service));
             const std::shared_ptr<Attempt> attempt = attemptBy(deadline);
             // An attempt already cut off for an earlier caller is no answer for this one,
             // which tries again in its own time once that attempt has ended.
@@ -207,7 +284,7 @@ public:
         std::lock_guard<std::mutex> lock(m_mutex);
         if (m_service != service)
             return;
-        g_object_unref(m_service);
+        secret().g_object_unref(m_service);
         m_service = nullptr;
     }
 
@@ -242,24 +319,31 @@ private:
 
     void connect(const std::shared_ptr<Attempt> &attempt)
     {
-        const Watchdog &watchdog = attempt->watchdog;
+        Watchdog &watchdog = attempt->watchdog;
         Failure failure;
         SecretService *service = nullptr;
-        GError *error = nullptr;
-        GDBusConnection *bus = g_bus_get_sync(G_BUS_TYPE_SESSION, watchdog.cancellable(), &error);
-        if (!bus) {
-            failure = describe(error, watchdog, QStringLiteral("no D-Bus session bus is available"));
+        QString unloadable;
+        if (!loadSecret(&unloadable)) {
+            failure.cause = QStringLiteral("libsecret cannot be loaded");
+            failure.message = unloadable;
         } else {
-            // A service of our own rather than libsecret's shared one, so that forgetting it
-            // after a failure really means a new session with the daemon.
-            service = SECRET_SERVICE(secret_service_open_sync(SECRET_TYPE_SERVICE, nullptr, SECRET_SERVICE_OPEN_SESSION,
-                                                              watchdog.cancellable(), &error));
-            if (!service)
-                failure = describe(error, watchdog, QStringLiteral("no Secret Service is running"));
-            g_object_unref(bus);
+            GError *error = nullptr;
+            GDBusConnection *bus = secret().g_bus_get_sync(G_BUS_TYPE_SESSION, watchdog.cancellable(), &error);
+            if (!bus) {
+                failure = describe(error, watchdog, QStringLiteral("no D-Bus session bus is available"));
+            } else {
+                // A service of our own rather than libsecret's shared one, so that forgetting it
+                // after a failure really means a new session with the daemon.
+                service = static_cast<SecretService *>(
+                        secret().secret_service_open_sync(secret().secret_service_get_type(), nullptr,
+                                                          SECRET_SERVICE_OPEN_SESSION, watchdog.cancellable(), &error));
+                if (!service)
+                    failure = describe(error, watchdog, QStringLiteral("no Secret Service is running"));
+                secret().g_object_unref(bus);
+            }
+            if (error)
+                secret().g_error_free(error);
         }
-        if (error)
-            g_error_free(error);
 
         {
             std::lock_guard<std::mutex> lock(m_mutex);
@@ -291,7 +375,7 @@ public:
     ~Operation()
     {
         if (m_service)
-            g_object_unref(m_service);
+            secret().g_object_unref(m_service);
     }
 
     Operation(const Operation &) = delete;
@@ -299,7 +383,7 @@ public:
 
     bool connected() const { return m_service; }
     SecretService *service() const { return m_service; }
-    GCancellable *cancellable() const { return m_watchdog.cancellable(); }
+    GCancellable *cancellable() { return m_watchdog.cancellable(); }
     const Failure &failure() const { return m_failure; }
 
     //! Takes \a error, which may be null, as the operation's failure.
@@ -308,7 +392,7 @@ public:
         m_failure = describe(error, m_watchdog, fallbackCause);
         if (error) {
             ServiceConnection::instance().forget(m_service);
-            g_error_free(error);
+            secret().g_error_free(error);
         }
         return m_failure;
     }
@@ -317,26 +401,30 @@ public:
     bool keyringUnlocked()
     {
         GError *error = nullptr;
-        gchar *path = secret_service_read_alias_dbus_path_sync(m_service, SECRET_COLLECTION_DEFAULT, cancellable(), &error);
+        gchar *path = secret().secret_service_read_alias_dbus_path_sync(m_service, SECRET_COLLECTION_DEFAULT,
+                                                                        cancellable(), &error);
         if (!path) {
             fail(error, QStringLiteral("there is no default keyring"));
             return false;
         }
-        GDBusProxy *proxy = G_DBUS_PROXY(m_service);
-        GVariant *reply = g_dbus_connection_call_sync(
-            g_dbus_proxy_get_connection(proxy), g_dbus_proxy_get_name(proxy), path, "org.freedesktop.DBus.Properties",
-            "Get", g_variant_new("(ss)", "org.freedesktop.Secret.Collection", "Locked"), G_VARIANT_TYPE("(v)"),
-            G_DBUS_CALL_FLAGS_NONE, -1, cancellable(), &error);
-        g_free(path);
+        // A SecretService is a GDBusProxy: its first member.
+        GDBusProxy *proxy = reinterpret_cast<GDBusProxy *>(m_service);
+        GVariant *reply = secret().g_dbus_connection_call_sync(
+            secret().g_dbus_proxy_get_connection(proxy), secret().g_dbus_proxy_get_name(proxy), path,
+            "org.freedesktop.DBus.Properties", "Get",
+            secret().g_variant_new("(ss)", "org.freedesktop.Secret.Collection", "Locked"),
+            reinterpret_cast<const GVariantType *>("(v)"), G_DBUS_CALL_FLAGS_NONE, -1, cancellable(), &error);
+        secret().g_free(path);
         if (!reply) {
             fail(error, QStringLiteral("there is no default keyring"));
             return false;
         }
         GVariant *locked = nullptr;
-        g_variant_get(reply, "(v)", &locked);
-        const bool unlocked = g_variant_is_of_type(locked, G_VARIANT_TYPE_BOOLEAN) && !g_variant_get_boolean(locked);
-        g_variant_unref(locked);
-        g_variant_unref(reply);
+        secret().g_variant_get(reply, "(v)", &locked);
+        const bool unlocked = secret().g_variant_is_of_type(locked, G_VARIANT_TYPE_BOOLEAN)
+                              && !secret().g_variant_get_boolean(locked);
+        secret().g_variant_unref(locked);
+        secret().g_variant_unref(reply);
         if (!unlocked) {
             // Unlocking means a password prompt, which would hold the caller for as long as the
             // user takes; the caller gets the failure and asks for the password itself.
@@ -356,12 +444,12 @@ class Attributes
 public:
     explicit Attributes(const QString &target)
         : m_target(target.toUtf8())
-        , m_table(g_hash_table_new(g_str_hash, g_str_equal))
+        , m_table(secret().g_hash_table_new(secret().g_str_hash, secret().g_str_equal))
     {
-        g_hash_table_insert(m_table, const_cast<char *>(TargetAttribute), m_target.data());
+        secret().g_hash_table_insert(m_table, const_cast<char *>(TargetAttribute), m_target.data());
     }
 
-    ~Attributes() { g_hash_table_unref(m_table); }
+    ~Attributes() { secret().g_hash_table_unref(m_table); }
 
     Attributes(const Attributes &) = delete;
     Attributes &operator=(const Attributes &) = delete;
@@ -401,18 +489,18 @@ std::optional<CredentialRecord> read(const QString &target, Deadline deadline)
     GError *error = nullptr;
     gchar **unlocked = nullptr;
     gchar **locked = nullptr;
-    if (!secret_service_search_for_dbus_paths_sync(operation.service(), credentialSchema(), attributes.table(),
+    if (!secret().secret_service_search_for_dbus_paths_sync(operation.service(), credentialSchema(), attributes.table(),
                                                    operation.cancellable(), &unlocked, &locked, &error)) {
         warnFailure("read", target, operation.fail(error, QStringLiteral("the Secret Service refused the lookup")));
         return std::nullopt;
     }
     const bool found = unlocked && unlocked[0];
     const bool foundLocked = locked && locked[0];
-    SecretValue *value = found ? secret_service_get_secret_for_dbus_path_sync(operation.service(), unlocked[0],
-                                                                              operation.cancellable(), &error)
+    SecretValue *value = found ? secret().secret_service_get_secret_for_dbus_path_sync(
+                                         operation.service(), unlocked[0], operation.cancellable(), &error)
                                : nullptr;
-    g_strfreev(unlocked);
-    g_strfreev(locked);
+    secret().g_strfreev(unlocked);
+    secret().g_strfreev(locked);
     if (error) {
         warnFailure("read", target, operation.fail(error, QStringLiteral("the Secret Service refused the lookup")));
         return std::nullopt;
@@ -427,9 +515,9 @@ std::optional<CredentialRecord> read(const QString &target, Deadline deadline)
     }
 
     gsize length = 0;
-    const gchar *bytes = secret_value_get(value, &length);
+    const gchar *bytes = secret().secret_value_get(value, &length);
     const QJsonObject stored = QJsonDocument::fromJson(QByteArray(bytes, int(length))).object();
-    secret_value_unref(value);
+    secret().secret_value_unref(value);
 
     const QJsonValue userName = stored.value(QLatin1String(UserNameField));
     const QJsonValue secret = stored.value(QLatin1String(SecretField));
@@ -449,15 +537,16 @@ bool write(const CredentialRecord &record, Deadline deadline)
         const QJsonObject content{{QLatin1String(UserNameField), record.userName},
                                   {QLatin1String(SecretField), record.secret}};
         const QByteArray secretText = QJsonDocument(content).toJson(QJsonDocument::Compact);
-        SecretValue *value = secret_value_new(secretText.constData(), secretText.size(), "application/json");
+        SecretValue *value = secret().secret_value_new(secretText.constData(), secretText.size(), "application/json");
         const Attributes attributes(record.target);
         const QByteArray label = QStringLiteral("NIMBLA %1").arg(record.target).toUtf8();
 
         GError *error = nullptr;
-        const bool stored = secret_service_store_sync(operation.service(), credentialSchema(), attributes.table(),
-                                                      SECRET_COLLECTION_DEFAULT, label.constData(), value,
+        const bool stored = secret().secret_service_store_sync(operation.service(), credentialSchema(),
+                                                               attributes.table(), SECRET_COLLECTION_DEFAULT,
+                                                               label.constData(), value,
                                                       operation.cancellable(), &error);
-        secret_value_unref(value);
+        secret().secret_value_unref(value);
         if (stored && !error)
             return true;
         operation.fail(error, QStringLiteral("the Secret Service refused to store the item"));
@@ -480,7 +569,7 @@ bool remove(const QString &target, Deadline deadline)
 
     const Attributes attributes(target);
     GError *error = nullptr;
-    const bool removed = secret_service_clear_sync(operation.service(), credentialSchema(), attributes.table(),
+    const bool removed = secret().secret_service_clear_sync(operation.service(), credentialSchema(), attributes.table(),
                                                    operation.cancellable(), &error);
     if (error) {
         warnFailure("delete", target, operation.fail(error, QStringLiteral("the Secret Service refused the removal")));

@@ -38,11 +38,12 @@ struct SignInMethod
     };
 
     const char *name;  //!< on the command line
-    const char *title; //!< on the launcher's button and in the help
+    //! On the launcher's button, translated there (context "SignInMethod"), and in the help.
+    const char *title;
     Kind kind;
     //! Starts the sign-in through \a manager; false when there is nothing to start it with.
     bool (*start)(NimblaSDK::AuthManager &manager, const SignInInput &input);
-    const char *nothingToStart; //!< why start() returned false
+    const char *nothingToStart; //!< why start() returned false; translated like the title
 
     static const QVector<SignInMethod> &all();
     //! Null when there is no method of that name.

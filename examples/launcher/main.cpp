@@ -5,15 +5,16 @@
 #include "othersigninmethods.h"
 
 #include "napplication.h"
-#include "qmlregistration.h"
 #include "qtcompat_p.h"
 #include "translator.h"
 
 #include <QCommandLineParser>
 #include <QGuiApplication>
+#include <QLocale>
 #include <QQmlApplicationEngine>
 #include <QQmlContext>
 #include <QStandardPaths>
+#include <QTranslator>
 
 int main(int argc, char *argv[])
 {
@@ -58,8 +59,12 @@ int main(int argc, char *argv[])
     parser.addOptions({configOption, emulatorOption, dataOption, appIdOption, uidOption, ticketOption});
     parser.process(app);
 
-    // The library's texts in the player's language.
+    // The library's texts and the launcher's own in the player's language.
     NimblaSDK::installTranslator();
+    QTranslator launcherTexts;
+    if (launcherTexts.load(QLocale(), QStringLiteral("nimbla-launcher"), QStringLiteral("_"),
+                           QStringLiteral(":/launcher/translations")))
+        QCoreApplication::installTranslator(&launcherTexts);
 
     DemoService emulator;
     if (!config.isEmpty()) {
@@ -69,7 +74,6 @@ int main(int argc, char *argv[])
         return 2;
     }
 
-    NimblaSDK::registerQmlTypes();
     // The emulator's game-centre and platform players, unless the command line names others.
     SignInInput platform = config.isEmpty() ? emulator.player() : SignInInput();
     if (parser.isSet(appIdOption))
@@ -80,6 +84,8 @@ int main(int argc, char *argv[])
         platform.ticket = parser.value(ticketOption);
     OtherSignInMethods otherMethods(platform);
     QQmlApplicationEngine engine;
+    // The QML module as built beside the demo; installed, it is in Qt's own import path.
+    engine.addImportPath(QStringLiteral(NIMBLA_QML_BUILD_DIR));
     engine.rootContext()->setContextProperty(QStringLiteral("otherMethods"), &otherMethods);
     engine.load(QUrl(QStringLiteral("qrc:/launcher/main.qml")));
     if (engine.rootObjects().isEmpty())

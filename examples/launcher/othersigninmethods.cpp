@@ -2,6 +2,8 @@
 
 #include "authmanager.h"
 
+#include <QCoreApplication>
+
 namespace {
 
 bool hasOwnPlace(const SignInMethod &method)
@@ -23,7 +25,7 @@ QVariantList OtherSignInMethods::buttons() const
     QVariantList buttons;
     for (const SignInMethod &method : SignInMethod::all()) {
         if (!hasOwnPlace(method))
-            buttons << QVariantMap{{"name", method.name}, {"title", QString::fromUtf8(method.title)}};
+            buttons << QVariantMap{{"name", method.name}, {"title", QCoreApplication::translate("SignInMethod", method.title)}};
     }
     return buttons;
 }
@@ -37,5 +39,5 @@ QString OtherSignInMethods::start(NimblaSDK::AuthManager *manager, const QString
     SignInInput input = m_platform;
     input.login = login;
     input.password = password;
-    return method->start(*manager, input) ? QString() : QString::fromUtf8(method->nothingToStart);
+    return method->start(*manager, input) ? QString() : QCoreApplication::translate("SignInMethod", method->nothingToStart);
 }

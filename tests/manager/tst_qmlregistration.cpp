@@ -39,7 +39,7 @@ void TestQmlRegistration::initTestCase()
 std::unique_ptr<QObject> TestQmlRegistration::create(const QByteArray &qml, QStringList *errors)
 {
     QQmlComponent component(&m_engine);
-    component.setData("import QtQml 2.15\nimport NimblaSDK 1.0\n" + qml, QUrl());
+    component.setData("import QtQml 2.15\nimport NimblaSDK.Auth 1.0\n" + qml, QUrl());
     if (errors) {
         for (const QQmlError &error : component.errors())
             *errors << error.description();

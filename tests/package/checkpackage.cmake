@@ -30,6 +30,15 @@ if(symbols MATCHES "NimblaSDK::(IHttpServer|IHandlerFactory|HandlerFactory|Handl
     message(FATAL_ERROR "${auth_library} exports an internal class: ${CMAKE_MATCH_0}")
 endif()
 
+# Only the QML module links QtQml: a launcher without QML does not load it.
+execute_process(COMMAND readelf -d ${auth_library} OUTPUT_VARIABLE dynamic RESULT_VARIABLE result)
+if(NOT result EQUAL 0 OR NOT dynamic MATCHES "NEEDED")
+    message(FATAL_ERROR "Cannot read the dynamic section of ${auth_library}")
+endif()
+if(dynamic MATCHES "libQt[56]Qml")
+    message(FATAL_ERROR "${auth_library} links QtQml")
+endif()
+
 # A launcher on the other Qt must not load this build, which would bring a second Qt into its
 # process: the package turns it down, so that find_package looks on for the build of its Qt.
 # (Before the consumer runs: the test passes on the consumer's line.)
@@ -53,4 +62,5 @@ endif()
 run(${CMAKE_COMMAND} -S ${CONSUMER_DIR} -B ${WORK_DIR}/build -G ${GENERATOR}
     -DCMAKE_PREFIX_PATH=${prefix} -DCMAKE_EXE_LINKER_FLAGS=${LINK_FLAGS} -DCONSUMER_QT_MAJOR=${QT_MAJOR})
 run(${CMAKE_COMMAND} --build ${WORK_DIR}/build)
-run(${WORK_DIR}/build/consumer)
+# The QML module is found where the prefix keeps Qt's QML modules, with no call to the library.
+run(${CMAKE_COMMAND} -E env QML2_IMPORT_PATH=${prefix}/${QML_DIR} ${WORK_DIR}/build/consumer)

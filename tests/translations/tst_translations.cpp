@@ -1,5 +1,6 @@
-// The player's texts in Russian: the committed catalogue holds every text of the
-// sources, each translated, and a session's error reaches the player in Russian.
+// The player's texts in Russian: the committed catalogues (the library's and the demo
+// launcher's) hold every text of their sources, each translated, and a session's error
+// reaches the player in Russian.
 #include "translator.h"
 
 #include "emulatorfixture.h"
@@ -19,8 +20,6 @@
 using namespace NimblaSDK;
 
 namespace {
-
-const QString Catalogue = QStringLiteral(NIMBLA_SOURCE_DIR "/translations/nimblaauth_ru.ts");
 
 struct Message
 {
@@ -81,6 +80,7 @@ private Q_SLOTS:
     void initTestCase();
     void cleanup();
 
+    void catalogueIsComplete_data();
     void catalogueIsComplete();
     void errorTextsInRussian_data();
     void errorTextsInRussian();
@@ -104,8 +104,20 @@ void TestTranslations::cleanup()
     installTranslator();
 }
 
+void TestTranslations::catalogueIsComplete_data()
+{
+    QTest::addColumn<QString>("catalogue");
+    QTest::addColumn<QStringList>("sources");
+    QTest::newRow("library") << "translations/nimblaauth_ru.ts" << QStringList{"auth", "core"};
+    QTest::newRow("launcher") << "translations/nimbla-launcher_ru.ts"
+                              << QStringList{"examples/launcher", "examples/common"};
+}
+
 void TestTranslations::catalogueIsComplete()
 {
+    QFETCH(QString, catalogue);
+    QFETCH(QStringList, sources);
+
     // What lupdate finds in the sources today, against what the catalogue holds.
     QTemporaryDir scratch;
     QVERIFY(scratch.isValid());
@@ -114,19 +126,19 @@ void TestTranslations::catalogueIsComplete()
     lupdate.setWorkingDirectory(QStringLiteral(NIMBLA_SOURCE_DIR));
     lupdate.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     lupdate.start(QStringLiteral(NIMBLA_LUPDATE),
-                  {"-no-obsolete", "-locations", "none", "auth", "core", "-ts", fresh});
+                  QStringList{"-no-obsolete", "-locations", "none"} << sources << QStringList{"-ts", fresh});
     QVERIFY2(lupdate.waitForFinished(120000), qPrintable(lupdate.errorString()));
     QCOMPARE(lupdate.exitCode(), 0);
 
     QString failure;
     const QStringList found = keys(readCatalogue(fresh, &failure));
     QVERIFY2(failure.isEmpty(), qPrintable(failure));
-    const QVector<Message> committed = readCatalogue(Catalogue, &failure);
+    const QVector<Message> committed = readCatalogue(QStringLiteral(NIMBLA_SOURCE_DIR "/") + catalogue, &failure);
     QVERIFY2(failure.isEmpty(), qPrintable(failure));
     QVERIFY(!found.isEmpty());
 
     const QStringList missing = without(found, keys(committed));
-    QVERIFY2(missing.isEmpty(), qPrintable("Texts missing from translations/nimblaauth_ru.ts (build the "
+    QVERIFY2(missing.isEmpty(), qPrintable("Texts missing from " + catalogue + " (build the "
                                            "nimbla_update_translations target, then translate them):\n"
                                            + missing.join('\n')));
     const QStringList stale = without(keys(committed), found);
