@@ -33,13 +33,7 @@ found=$(sed -n 's/^NimblaAuth_DIR:PATH=//p' "$work/consumer/CMakeCache.txt")
 cmake --build "$work/consumer" -- --quiet
 "$work/consumer/consumer" | grep "^consumer: launcher decoded alice on Qt $major\."
 
-# The QML module comes with the QML plugin's sources, which declare its URI; until they are there,
-# nothing can import it.
-if ! grep -rqsE --exclude-dir=build --exclude-dir=tests --include=CMakeLists.txt --include=qmldir --include='*.cpp' \
-        '(module|URI)[[:space:]]+NimblaSDK\.Auth([[:space:]]|$)|"NimblaSDK\.Auth"' "$sources"; then
-    echo "The sources have no QML module NimblaSDK.Auth: the QML consumer is not run"
-    exit 0
-fi
+# The QML module: found by its qmldir wherever the Qt of the packages keeps its imports.
 qmldir=$(find "$root" -path '*/NimblaSDK/Auth/qmldir' | head -n 1)
 [ -n "$qmldir" ] || { echo "The packages have no NimblaSDK/Auth/qmldir" >&2; exit 1; }
 imports=${qmldir%/NimblaSDK/Auth/qmldir}
