@@ -1,9 +1,8 @@
 #include "sessions/steamoauthsession.h"
 
-#include "emulatorfixture.h"
 #include "napplication.h"
 #include "oauthmode.h"
-#include "steamstandin.h"
+#include "steamsuite.h"
 
 #include <QtTest>
 
@@ -14,7 +13,6 @@ using LibraryReports::trackedEvents;
 
 namespace {
 
-using OAuthAttempt = Attempt<SteamOAuthSession>;
 using Items = QList<QPair<QString, QString>>;
 
 const QString Persona = QStringLiteral("Ivan the Steam player");
@@ -47,60 +45,39 @@ QString sentState(const QJsonValue &request)
 
 } // namespace
 
-class TestSteamOAuthSession : public QObject
+class TestSteamOAuthSession : public SteamSuite
 {
     Q_OBJECT
 
-private Q_SLOTS:
-    void initTestCase();
-    void init();
-    void cleanup();
+public:
+    TestSteamOAuthSession()
+        : SteamSuite({"Steam: steam client isnt running", "Steam: Failed get steam session ticket",
+                      "Steam: Failed send email", false, "steam-nina"})
+    {
+    }
 
+private:
+    AbstractSession *newSession() override
+    {
+        auto *session = new SteamOAuthSession(nullptr);
+        session->setSteamAppId(QStringLiteral("700100"));
+        return session;
+    }
+    void prepare() override { m_emulator.setPkceRequired(false); }
+
+private Q_SLOTS:
     void placeholders_data();
     void placeholders();
     void everyTicketGetsANewState();
     void signsIn_data();
     void signsIn();
-    void stateRefused_data();
-    void stateRefused();
-    void failures_data();
-    void failures();
+    void redirectRefused_data();
+    void redirectRefused();
     void undecodableTokenGoesOn_data();
     void undecodableTokenGoesOn();
     void refreshesWithoutSteam_data();
     void refreshesWithoutSteam();
-    void sendEmail_data();
-    void sendEmail();
-
-private:
-    EmulatorFixture m_emulator;
-    std::unique_ptr<Inspector> m_standIn;
 };
-
-void TestSteamOAuthSession::initTestCase()
-{
-    QVERIFY(m_emulator.start());
-    m_standIn = std::make_unique<Inspector>();
-    QVERIFY2(m_standIn->isLoaded(), qPrintable(libraryPath()));
-}
-
-void TestSteamOAuthSession::init()
-{
-    QVERIFY(m_emulator.loadConfig());
-    m_emulator.clearRequests();
-    m_emulator.clearFaults();
-    m_emulator.setPkceRequired(false);
-    LibraryReports::clearJournals();
-    Client().apply();
-    m_standIn->clearFault();
-}
-
-void TestSteamOAuthSession::cleanup()
-{
-    QCOMPARE(m_standIn->fault(), QString());
-    QCOMPARE(m_standIn->registeredCallbacks(), 0);
-    QVERIFY(!m_standIn->initialised());
-}
 
 void TestSteamOAuthSession::placeholders_data()
 {
@@ -114,20 +91,17 @@ void TestSteamOAuthSession::placeholders()
 {
     QFETCH(QString, templateQuery);
     const QString address = steamOAuthLoginUrl().section('?', 0, 0) + '?' + templateQuery;
-    QVERIFY(m_emulator.loadConfig({{"urls", QJsonObject{{"steamOAuthLoginUrl", address}}}}));
+    QVERIFY(loadConfig({{"urls", QJsonObject{{"steamOAuthLoginUrl", address}}}}));
 
-    OAuthAttempt attempt(QStringLiteral("700100"));
-    attempt.session.tryLogin();
+    SteamAttempt attempt(newSession());
+    attempt.session->tryLogin();
     QTRY_COMPARE(attempt.finished.count(), 1);
 
     const QJsonArray requests = m_emulator.requests(loginPath());
     QCOMPARE(requests.size(), 1);
     const QString state = sentState(requests.at(0));
     QVERIFY(QRegularExpression("^[A-Za-z0-9]{12}$").match(state).hasMatch());
-    const QString expected = QString(templateQuery)
-                                     .replace("%1", state)
-                                     .replace("%2", "700100")
-                                     .replace("%3", QByteArray("steam-ivan").toHex());
+    const QString expected = templateQuery.replace("%1", state).replace("%2", "700100").replace("%3", QByteArray("steam-ivan").toHex());
     const QString query = requests.at(0).toObject().value("query").toString();
     QCOMPARE(query.section("&code_challenge=", 0, 0), expected);
     const QRegularExpression challenge("&code_challenge=[A-Za-z0-9_-]{43}&code_challenge_method=S256$");
@@ -139,15 +113,20 @@ void TestSteamOAuthSession::everyTicketGetsANewState()
     Client client;
     client.ticket = "steam-nobody"; // refused, so that the session can ask again
     client.apply();
-    OAuthAttempt attempt;
-    attempt.session.tryLogin();
+    SteamAttempt attempt(newSession());
+    attempt.session->tryLogin();
     QTRY_COMPARE(attempt.errors.count(), 1);
-    attempt.session.tryLogin();
+    const QString error = attempt.errors.at(0).at(0).toString();
+    QVERIFY2(QRegularExpression("^Error transferring http://\\S+ - server replied: Forbidden$").match(error).hasMatch(),
+             qPrintable(error));
+    QCOMPARE(errorReports(), QStringList{"Steam: Failed auth | " + error + " | authorization"});
+    attempt.session->tryLogin();
     QTRY_COMPARE(attempt.errors.count(), 2);
 
     const QJsonArray requests = m_emulator.requests(loginPath());
     QCOMPARE(requests.size(), 2);
     QVERIFY(sentState(requests.at(0)) != sentState(requests.at(1)));
+    QVERIFY(trackedEvents().isEmpty());
 }
 
 void TestSteamOAuthSession::signsIn_data()
@@ -168,13 +147,14 @@ void TestSteamOAuthSession::signsIn()
     QFETCH(QByteArray, ticket);
     QFETCH(QString, authFields);
     QFETCH(bool, asksForEmail);
-    QVERIFY(m_emulator.loadConfig({{"authFields", authFields}}));
+    QVERIFY(loadConfig({{"authFields", authFields}}));
     Client client;
     client.ticket = ticket;
     client.apply();
 
-    OAuthAttempt attempt;
-    attempt.session.tryLogin();
+    SteamAttempt attempt(newSession());
+    const auto &session = static_cast<const SteamOAuthSession &>(*attempt.session);
+    attempt.session->tryLogin();
     QTRY_VERIFY(attempt.ended());
     QVERIFY(!attempt.errors.wait(300));
 
@@ -185,13 +165,12 @@ void TestSteamOAuthSession::signsIn()
     QCOMPARE(attempt.refreshed.count(), asksForEmail ? 0 : 1);
     if (!asksForEmail) {
         const QVariantMap tokens = attempt.refreshed.at(0).at(0).toMap();
-        QCOMPARE(tokens.value("access_token").toString(), attempt.session.jwt());
+        QCOMPARE(tokens.value("access_token").toString(), session.jwt());
         QVERIFY(!tokens.value("refresh_token").toString().isEmpty());
     }
-    QCOMPARE(attempt.session.sessionParameters().value("access_token").toString(),
-             asksForEmail ? QString() : attempt.session.jwt());
-    QCOMPARE(attempt.session.userName(), Persona);
-    QCOMPARE(attempt.session.login(), ticket == "steam-ivan" ? QStringLiteral("ivan-steam@example.com") : QString());
+    QCOMPARE(session.sessionParameters().value("access_token").toString(), asksForEmail ? QString() : session.jwt());
+    QCOMPARE(session.userName(), Persona);
+    QCOMPARE(session.login(), ticket == "steam-ivan" ? QStringLiteral("ivan-steam@example.com") : QString());
     QCOMPARE(trackedEvents(), QStringList{SucceededEvent});
     QVERIFY(errorReports().isEmpty());
 
@@ -204,77 +183,46 @@ void TestSteamOAuthSession::signsIn()
                                           NApplication::instance().configManager()->callbackUrl()));
 }
 
-void TestSteamOAuthSession::stateRefused_data()
+void TestSteamOAuthSession::redirectRefused_data()
 {
     QTest::addColumn<QByteArray>("ticket");
-    QTest::newRow("other-state") << QByteArray("steam-leo-wrongstate");
-    QTest::newRow("no-state") << QByteArray("steam-mia-nostate");
-}
-
-void TestSteamOAuthSession::stateRefused()
-{
-    QFETCH(QByteArray, ticket);
-    Client client;
-    client.ticket = ticket;
-    client.apply();
-
-    OAuthAttempt attempt;
-    attempt.session.tryLogin();
-    QTRY_COMPARE(attempt.errors.count(), 1);
-    QVERIFY(!attempt.finished.wait(300));
-
-    QCOMPARE(attempt.errors.at(0).at(0).toString(), QStringLiteral("Login url is compromised"));
-    QVERIFY(trackedEvents().isEmpty());
-    QVERIFY(errorReports().isEmpty());
-    QCOMPARE(m_emulator.requests(tokenPath()).size(), 0);
-}
-
-void TestSteamOAuthSession::failures_data()
-{
-    QTest::addColumn<QString>("setup");
     QTest::addColumn<QString>("message"); // a regular expression
-    QTest::addColumn<QString>("report");  // a regular expression
+    QTest::addColumn<QString>("report");  // a regular expression; empty: none
     QTest::addColumn<QStringList>("events");
 
-    const QString forbidden = "Error transferring http://\\S+ - server replied: Forbidden";
-    QTest::newRow("init-fails") << "init-fails" << "Check steam client is running"
-                                << "Steam: steam client isnt running \\|  \\| authorization" << QStringList();
-    QTest::newRow("ticket-refused") << "ticket-refused" << "Check Steam client started"
-                                    << "Steam: Failed get steam session ticket \\|  \\| authorization" << QStringList();
-    QTest::newRow("unknown-ticket") << "unknown-ticket" << forbidden
-                                    << "Steam: Failed auth \\| " + forbidden + " \\| authorization" << QStringList();
+    const QString compromised = "Login url is compromised";
+    QTest::newRow("other-state") << QByteArray("steam-leo-wrongstate") << compromised << "" << QStringList();
+    QTest::newRow("no-state") << QByteArray("steam-mia-nostate") << compromised << "" << QStringList();
     // The state matches, so the redirect counts as a success; the exchange of no code then fails.
     const QString noCode = "invalid_request: [^|]+";
-    QTest::newRow("redirect-without-code") << "no-code" << noCode
-                                           << "NimblaOAuthLogin: Failed auth \\| " + noCode + " \\| authorization"
-                                           << QStringList{SucceededEvent, "ExchangeOAuthCodeFailed"};
+    QTest::newRow("no-code") << QByteArray("steam-kim-notoken") << noCode
+                             << "NimblaOAuthLogin: Failed auth \\| " + noCode + " \\| authorization"
+                             << QStringList{SucceededEvent, "ExchangeOAuthCodeFailed"};
 }
 
-void TestSteamOAuthSession::failures()
+void TestSteamOAuthSession::redirectRefused()
 {
-    QFETCH(QString, setup);
+    QFETCH(QByteArray, ticket);
     QFETCH(QString, message);
     QFETCH(QString, report);
     QFETCH(QStringList, events);
     Client client;
-    client.initFails = setup == "init-fails";
-    client.ticketResult = setup == "ticket-refused" ? 2 : 1;
-    client.ticket = setup == "unknown-ticket" ? "steam-nobody" : setup == "no-code" ? "steam-kim-notoken" : "steam-ivan";
+    client.ticket = ticket;
     client.apply();
-    if (client.initFails)
-        QTest::ignoreMessage(QtCriticalMsg, "Steam SDK isn't enabled.");
 
-    OAuthAttempt attempt;
-    attempt.session.tryLogin();
+    SteamAttempt attempt(newSession());
+    attempt.session->tryLogin();
     QTRY_COMPARE(attempt.errors.count(), 1);
     QVERIFY(!attempt.finished.wait(300));
 
-    QVERIFY2(QRegularExpression("^" + message + "$").match(attempt.errors.at(0).at(0).toString()).hasMatch(),
-             qPrintable(attempt.errors.at(0).at(0).toString()));
+    const QString error = attempt.errors.at(0).at(0).toString();
+    QVERIFY2(QRegularExpression("^" + message + "$").match(error).hasMatch(), qPrintable(error));
     const QStringList reports = errorReports();
-    QCOMPARE(reports.size(), 1);
-    QVERIFY2(QRegularExpression("^" + report + "$").match(reports.at(0)).hasMatch(), qPrintable(reports.at(0)));
+    QCOMPARE(reports.size(), report.isEmpty() ? 0 : 1);
+    if (!report.isEmpty())
+        QVERIFY2(QRegularExpression("^" + report + "$").match(reports.at(0)).hasMatch(), qPrintable(reports.at(0)));
     QCOMPARE(trackedEvents(), events);
+    QCOMPARE(m_emulator.requests(tokenPath()).size(), events.size() / 2);
 }
 
 void TestSteamOAuthSession::undecodableTokenGoesOn_data()
@@ -289,20 +237,20 @@ void TestSteamOAuthSession::undecodableTokenGoesOn()
 {
     QFETCH(QString, authFields);
     QFETCH(bool, asksForEmail);
-    QVERIFY(m_emulator.loadConfig({{"authFields", authFields}}));
+    QVERIFY(loadConfig({{"authFields", authFields}}));
     m_emulator.injectFault(QUrl(NApplication::instance().urlsManager()->oauthExchangeCodeUrl()),
                            {{"status", 200}, {"body", "{\"access_token\": \"not-a-jwt\", \"refresh_token\": \"r\"}"}});
 
-    OAuthAttempt attempt;
-    attempt.session.tryLogin();
+    SteamAttempt attempt(newSession());
+    attempt.session->tryLogin();
     QTRY_COMPARE(attempt.errors.count(), 1);
     QVERIFY(!attempt.errors.wait(300));
 
     // The error does not end the sign-in: the empty identity goes on to the e-mail check.
     QCOMPARE(attempt.errors.at(0).at(0).toString(), QStringLiteral("JWT is invalid"));
-    QCOMPARE(attempt.session.jwt(), QStringLiteral("not-a-jwt"));
-    QCOMPARE(attempt.session.login(), QString());
-    QCOMPARE(attempt.session.userId(), QString());
+    QCOMPARE(attempt.session->jwt(), QStringLiteral("not-a-jwt"));
+    QCOMPARE(attempt.session->login(), QString());
+    QCOMPARE(attempt.session->userId(), QString());
     QCOMPARE(attempt.needEmail.count(), asksForEmail ? 1 : 0);
     QCOMPARE(attempt.finished.count(), asksForEmail ? 0 : 1);
     QCOMPARE(attempt.refreshed.count(), asksForEmail ? 0 : 1);
@@ -319,19 +267,18 @@ void TestSteamOAuthSession::refreshesWithoutSteam_data()
 void TestSteamOAuthSession::refreshesWithoutSteam()
 {
     QFETCH(OAuthMode, mode);
-    if (mode == OAuthMode::PkceRequired)
-        m_emulator.setPkceRequired(true);
+    m_emulator.setPkceRequired(mode == OAuthMode::PkceRequired);
     Client client;
     client.ticket = mode == OAuthMode::Base64Tokens ? "steam-sam-base64" : "steam-ivan";
     client.apply();
 
-    OAuthAttempt attempt;
-    attempt.session.tryLogin();
+    SteamAttempt attempt(newSession());
+    attempt.session->tryLogin();
     QTRY_COMPARE(attempt.finished.count(), 1);
     const QString refreshToken = attempt.refreshed.at(0).at(0).toMap().value("refresh_token").toString();
     const int ticks = m_standIn->pumpCount();
 
-    attempt.session.refresh();
+    attempt.session->refresh();
     QTRY_COMPARE(attempt.finished.count(), 2);
     QCOMPARE(m_standIn->pumpCount(), ticks);
     QCOMPARE(m_emulator.requests(loginPath()).size(), 1);
@@ -340,44 +287,7 @@ void TestSteamOAuthSession::refreshesWithoutSteam()
     QCOMPARE(form(exchanges.at(1)).value(1), qMakePair(QStringLiteral("refresh_token"), refreshToken));
     QCOMPARE(holdsFormUnsafeCharacters(form(exchanges.at(0)).value(1).second), mode == OAuthMode::Base64Tokens);
     QCOMPARE(holdsFormUnsafeCharacters(refreshToken), mode == OAuthMode::Base64Tokens);
-    QCOMPARE(attempt.session.userName(), Persona);
-}
-
-void TestSteamOAuthSession::sendEmail_data()
-{
-    QTest::addColumn<bool>("tokenRefused");
-    QTest::newRow("stored") << false;
-    QTest::newRow("token-refused") << true;
-}
-
-void TestSteamOAuthSession::sendEmail()
-{
-    QFETCH(bool, tokenRefused);
-    Client client;
-    client.ticket = "steam-nina";
-    client.apply();
-
-    OAuthAttempt attempt;
-    if (!tokenRefused) {
-        attempt.session.tryLogin();
-        QTRY_COMPARE(attempt.needEmail.count(), 1);
-    }
-    attempt.session.sendEmail(QStringLiteral("nina-oauth@example.com"));
-    QTRY_COMPARE(attempt.emailSent.count(), 1);
-    QCOMPARE(attempt.emailSent.at(0).at(0).toBool(), !tokenRefused);
-    QCOMPARE(attempt.finished.count(), 0);
-    if (tokenRefused) {
-        const QString error = attempt.emailSent.at(0).at(1).toString();
-        QCOMPARE(error, QStringLiteral("Host requires authentication"));
-        QCOMPARE(errorReports(), QStringList{"Steam: Failed send email | " + error + " | authorization"});
-        return;
-    }
-    QCOMPARE(attempt.emailSent.at(0).at(1).toString(), QString());
-
-    OAuthAttempt again;
-    again.session.tryLogin();
-    QTRY_COMPARE(again.finished.count(), 1);
-    QCOMPARE(again.session.login(), QStringLiteral("nina-oauth@example.com"));
+    QCOMPARE(attempt.session->userName(), Persona);
 }
 
 QTEST_MAIN(TestSteamOAuthSession)
