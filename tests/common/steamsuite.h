@@ -45,12 +45,15 @@ class SteamSuite : public QObject
     Q_OBJECT
 
 public:
+    //! The session's ways; the Steam launcher service's by default.
     struct Kind
     {
-        QString notRunning, ticketFailed, emailFailed; //!< the titles of its error reports
-        bool emailOutcomeFirst;                        //!< sendEmailFinished() comes before the report
-        QByteArray emailTicket;                        //!< a Steam account without an e-mail
-        QJsonObject config = {};                       //!< loaded before every case
+        QString notRunning = "Steam: steam client isnt running"; //!< the titles of its error reports
+        QString ticketFailed = "Steam: Failed get steam session ticket";
+        QString emailFailed = "Steam: Failed send email";
+        bool emailOutcomeFirst = false; //!< sendEmailFinished() comes before the report
+        QByteArray emailTicket = "steam-nina"; //!< a Steam account without an e-mail
+        QJsonObject config = {};               //!< loaded before every case
         bool usesVault = false;
     };
 

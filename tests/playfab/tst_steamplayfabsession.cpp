@@ -56,11 +56,10 @@ private Q_SLOTS:
     void cleanupTestCase();
     void signsIn_data();
     void signsIn();
-    void logLines();
+    void managerSignsInWithLogLines();
     void exchangeFailures_data();
     void exchangeFailures();
     void answerWithoutData();
-    void managerEntryPoint();
 };
 
 void TestSteamPlayfabSession::cleanupTestCase()
@@ -152,21 +151,26 @@ void TestSteamPlayfabSession::signsIn()
     QCOMPARE(settings()->playfabId(), playfabId);
 }
 
-void TestSteamPlayfabSession::logLines()
+void TestSteamPlayfabSession::managerSignsInWithLogLines()
 {
     Client client;
     client.ticket = "steam-playfab-peggy";
     client.apply();
     // The default category too: a stray qDebug() of an address would carry the ticket.
     Transcript transcript({"SteamPlayfabAuth", "default"});
-    SteamAttempt attempt(newSession());
-    attempt.session->tryLogin();
-    QTRY_COMPARE(attempt.finished.count(), 1);
+    AuthManager manager(nullptr);
+    manager.loginViaSteamToPlayfab();
+    auto *session = qobject_cast<SteamPlayfabSession *>(manager.CurrentSession());
+    QVERIFY(session);
+    QCOMPARE(session->parent(), static_cast<QObject *>(&manager));
+    QSignalSpy finished(session, &AbstractSession::loginFinished);
+    QVERIFY(finished.wait());
 
     // PlayFab takes the Steam ticket as a credential: it is written nowhere.
     QCOMPARE(transcript.entries(), (QStringList{"debug: steam api inited true", "info: Start auth via steam",
                                                 "info: Playfab login finished", "info: Auth: Request finished!",
                                                 "info: Auth: Redirect request finished"}));
+    QCOMPARE(m_emulator.requests(pathOf("playfabCrossAuthUrl")).size(), 1);
 }
 
 void TestSteamPlayfabSession::exchangeFailures_data()
@@ -183,20 +187,6 @@ void TestSteamPlayfabSession::answerWithoutData()
 {
     SteamAttempt attempt(newSession());
     PlayfabCases::answerWithoutData(m_emulator, Playfab, attempt.session.get());
-}
-
-void TestSteamPlayfabSession::managerEntryPoint()
-{
-    AuthManager manager(nullptr);
-    QSignalSpy changed(&manager, &AuthManager::currentSessionChanged);
-    manager.loginViaSteamToPlayfab();
-    QCOMPARE(changed.count(), 1);
-    auto *session = qobject_cast<SteamPlayfabSession *>(manager.CurrentSession());
-    QVERIFY(session);
-    QCOMPARE(session->parent(), static_cast<QObject *>(&manager));
-    QSignalSpy finished(session, &AbstractSession::loginFinished);
-    QVERIFY(finished.wait());
-    QCOMPARE(m_emulator.requests(pathOf("playfabCrossAuthUrl")).size(), 1);
 }
 
 QTEST_GUILESS_MAIN(TestSteamPlayfabSession)
