@@ -66,7 +66,6 @@ private Q_SLOTS:
     void signIn_data();
     void signIn();
     void sharesTheSavedAccount();
-    void settersSignalOnlyOnChange();
 
 private:
     EmulatorFixture m_emulator;
@@ -249,26 +248,6 @@ void TestPlayfabLoginSession::sharesTheSavedAccount()
     QCOMPARE(session->password(), QStringLiteral("carol-password"));
     QSignalSpy refused(session, &AbstractSession::error); // not a PlayFab player
     QVERIFY(refused.wait());
-}
-
-void TestPlayfabLoginSession::settersSignalOnlyOnChange()
-{
-    PlayfabLoginSession session(nullptr);
-    QSignalSpy login(&session, &PlayfabLoginSession::loginChanged);
-    QSignalSpy identityLogin(&session, &AbstractSession::loginChanged);
-    QSignalSpy password(&session, &PlayfabLoginSession::passwordChanged);
-    QSignalSpy rememberMe(&session, &PlayfabLoginSession::rememberMeChanged);
-    for (int i = 0; i < 2; ++i) {
-        session.setLogin("zoe@example.com");
-        session.setPassword("zoe-password");
-        session.setRememberMe(false);
-    }
-    QCOMPARE(login.count(), 1);
-    QCOMPARE(login.first().first().toString(), QStringLiteral("zoe@example.com"));
-    QCOMPARE(identityLogin.count(), 0);
-    QCOMPARE(password.count(), 1);
-    QCOMPARE(rememberMe.count(), 1);
-    QCOMPARE(rememberMe.first().first().toBool(), false);
 }
 
 QTEST_GUILESS_MAIN(TestPlayfabLoginSession)
