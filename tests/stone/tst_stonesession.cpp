@@ -268,8 +268,6 @@ void TestStoneSession::notExecuted_data()
     const QString standIn; // the emulator's
     QTest::newRow("no-library") << m_emulator.tempPath() + "/no/such/libnimbla-stone-standin.so" << QByteArray()
                                 << QByteArray() << QStringList() << QStringList();
-    QTest::newRow("not-a-library") << m_emulator.configPath() << QByteArray() << QByteArray() << QStringList()
-                                   << QStringList();
     QTest::newRow("no-launcher") << standIn << QByteArray("1") << QByteArray() << QStringList()
                                  << QStringList{"GetLauncher"};
     QTest::newRow("initialisation-fails") << standIn << QByteArray() << QByteArray("7")
