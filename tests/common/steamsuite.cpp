@@ -114,9 +114,7 @@ void SteamSuite::sendEmail_data()
 void SteamSuite::sendEmail()
 {
     QFETCH(bool, signedIn);
-    Client client;
-    client.ticket = m_kind.emailTicket;
-    client.apply();
+    playTicket(m_kind.emailTicket);
     const QString address = QString::fromLatin1(m_kind.emailTicket) + "@example.com";
 
     SteamAttempt attempt(newSession());
@@ -147,8 +145,7 @@ void SteamSuite::sendEmail()
         return;
 
     // The account's next token carries the address.
-    SteamAttempt again(newSession());
-    again.session->tryLogin();
+    SteamAttempt again(newSession(), SteamAttempt::SignIn);
     QTRY_COMPARE(again.finished.count(), 1);
     QCOMPARE(again.session->login(), address);
     QCOMPARE(again.needEmail.count(), 0);

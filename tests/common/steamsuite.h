@@ -13,9 +13,13 @@
 //! One sign-in of any of the Steam sessions, and what it signals.
 struct SteamAttempt
 {
-    explicit SteamAttempt(NimblaSDK::AbstractSession *signingIn)
+    enum Start { Idle, SignIn };
+
+    explicit SteamAttempt(NimblaSDK::AbstractSession *signingIn, Start start = Idle)
         : session(signingIn)
     {
+        if (start == SignIn)
+            session->tryLogin();
     }
 
     bool ended() const { return !finished.isEmpty() || !errors.isEmpty() || !needEmail.isEmpty(); }
@@ -68,6 +72,13 @@ protected:
     }
 
     virtual NimblaSDK::AbstractSession *newSession() = 0;
+    //! The stand-in's client, as init() sets it, with the Steam account of \a ticket.
+    static void playTicket(const QByteArray &ticket)
+    {
+        SteamStandIn::Client client;
+        client.ticket = ticket;
+        client.apply();
+    }
     //! The rest of init() for the suite.
     virtual void prepare() {}
     //! Loads the suite's configuration with \a overrides merged in.

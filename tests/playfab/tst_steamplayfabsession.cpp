@@ -80,15 +80,12 @@ void TestSteamPlayfabSession::signsIn()
 {
     QFETCH(QByteArray, steamAccount);
     QFETCH(bool, seeded);
-    Client client;
-    client.ticket = steamAccount;
-    client.apply();
+    playTicket(steamAccount);
     const CredentialRecord saved{Account, QStringLiteral("carol@example.com"), QStringLiteral("carol-password")};
     QVERIFY(writeCredential(saved));
     settings()->setRememberMe(false);
 
-    SteamAttempt attempt(newSession());
-    attempt.session->tryLogin();
+    SteamAttempt attempt(newSession(), SteamAttempt::SignIn);
     QTRY_COMPARE(attempt.finished.count(), 1);
     // An account without e-mail, and the product asks for one: still no question.
     QVERIFY(!attempt.needEmail.wait(300));
@@ -140,17 +137,14 @@ void TestSteamPlayfabSession::signsIn()
     QCOMPARE(settings()->rememberMe(), false);
 
     // The player PlayFab made is found again.
-    SteamAttempt again(newSession());
-    again.session->tryLogin();
+    SteamAttempt again(newSession(), SteamAttempt::SignIn);
     QTRY_COMPARE(again.finished.count(), 1);
     QCOMPARE(settings()->playfabId(), playfabId);
 }
 
 void TestSteamPlayfabSession::managerSignsInWithLogLines()
 {
-    Client client;
-    client.ticket = "steam-playfab-peggy";
-    client.apply();
+    playTicket("steam-playfab-peggy");
     // The default category too: a stray qDebug() of an address would carry the ticket.
     Transcript transcript({"SteamPlayfabAuth", "default"});
     AuthManager manager(nullptr);

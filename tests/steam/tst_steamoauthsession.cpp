@@ -80,8 +80,7 @@ void TestSteamOAuthSession::placeholders()
     const QString templateQuery = "ticket=%3&app_id=%2&client_id=101&response_type=code&state=%1";
     QVERIFY(loadConfig({{"urls", QJsonObject{{"steamOAuthLoginUrl", steamOAuthLoginUrl().section('?', 0, 0) + '?' + templateQuery}}}}));
 
-    SteamAttempt attempt(newSession());
-    attempt.session->tryLogin();
+    SteamAttempt attempt(newSession(), SteamAttempt::SignIn);
     QTRY_COMPARE(attempt.finished.count(), 1);
 
     const QJsonArray requests = m_emulator.requests(loginPath());
@@ -97,11 +96,8 @@ void TestSteamOAuthSession::placeholders()
 
 void TestSteamOAuthSession::everyTicketGetsANewState()
 {
-    Client client;
-    client.ticket = "steam-nobody"; // refused, so that the session can ask again
-    client.apply();
-    SteamAttempt attempt(newSession());
-    attempt.session->tryLogin();
+    playTicket("steam-nobody"); // refused, so that the session can ask again
+    SteamAttempt attempt(newSession(), SteamAttempt::SignIn);
     QTRY_COMPARE(attempt.errors.count(), 1);
     const QString error = attempt.errors.at(0).at(0).toString();
     QVERIFY2(QRegularExpression("^Error transferring http://\\S+ - server replied: Forbidden$").match(error).hasMatch(),
@@ -134,9 +130,7 @@ void TestSteamOAuthSession::signsIn()
     QFETCH(QString, authFields);
     QFETCH(bool, asksForEmail);
     QVERIFY(loadConfig({{"authFields", authFields}}));
-    Client client;
-    client.ticket = ticket;
-    client.apply();
+    playTicket(ticket);
 
     SteamAttempt attempt(newSession());
     const auto &session = static_cast<const SteamOAuthSession &>(*attempt.session);
@@ -192,12 +186,9 @@ void TestSteamOAuthSession::redirectRefused()
     QFETCH(QString, message);
     QFETCH(QString, report);
     QFETCH(QStringList, events);
-    Client client;
-    client.ticket = ticket;
-    client.apply();
+    playTicket(ticket);
 
-    SteamAttempt attempt(newSession());
-    attempt.session->tryLogin();
+    SteamAttempt attempt(newSession(), SteamAttempt::SignIn);
     QTRY_COMPARE(attempt.errors.count(), 1);
     QVERIFY(!attempt.finished.wait(300));
 
@@ -216,8 +207,7 @@ void TestSteamOAuthSession::undecodableTokenGoesOn()
     m_emulator.injectFault(QUrl(NApplication::instance().urlsManager()->oauthExchangeCodeUrl()),
                            {{"status", 200}, {"body", "{\"access_token\": \"not-a-jwt\", \"refresh_token\": \"r\"}"}});
 
-    SteamAttempt attempt(newSession());
-    attempt.session->tryLogin();
+    SteamAttempt attempt(newSession(), SteamAttempt::SignIn);
     QTRY_COMPARE(attempt.errors.count(), 1);
     QVERIFY(!attempt.errors.wait(300));
 
@@ -234,12 +224,9 @@ void TestSteamOAuthSession::undecodableTokenGoesOn()
 void TestSteamOAuthSession::refreshesWithoutSteam()
 {
     m_emulator.setPkceRequired(true);
-    Client client;
-    client.ticket = "steam-sam-base64";
-    client.apply();
+    playTicket("steam-sam-base64");
 
-    SteamAttempt attempt(newSession());
-    attempt.session->tryLogin();
+    SteamAttempt attempt(newSession(), SteamAttempt::SignIn);
     QTRY_COMPARE(attempt.finished.count(), 1);
     const QString refreshToken = attempt.refreshed.at(0).at(0).toMap().value("refresh_token").toString();
     const int ticks = m_standIn->pumpCount();

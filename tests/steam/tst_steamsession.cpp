@@ -80,8 +80,7 @@ void TestSteamSession::ticketText()
     client.ticketHex = bytes.toHex();
     client.apply();
 
-    SteamAttempt attempt(newSession());
-    attempt.session->tryLogin();
+    SteamAttempt attempt(newSession(), SteamAttempt::SignIn);
     QTRY_COMPARE(attempt.errors.count(), 1);
 
     // Two lower-case digits a byte, up to the 1024 bytes of the buffer.
@@ -104,8 +103,7 @@ void TestSteamSession::placeholders()
     const QString address = steamLoginUrl().section('?', 0, 0) + "?ticket=%2&app_id=%1";
     QVERIFY(loadConfig({{"urls", QJsonObject{{"steamLoginUrl", address}}}}));
 
-    SteamAttempt attempt(newSession());
-    attempt.session->tryLogin();
+    SteamAttempt attempt(newSession(), SteamAttempt::SignIn);
     QTRY_COMPARE(attempt.finished.count(), 1);
 
     const QJsonArray requests = m_emulator.requests(loginPath());
@@ -140,12 +138,9 @@ void TestSteamSession::signsIn()
     QFETCH(bool, asksForEmail);
     QFETCH(QString, login);
     QVERIFY(loadConfig({{"authFields", authFields}}));
-    Client client;
-    client.ticket = ticket;
-    client.apply();
+    playTicket(ticket);
 
-    SteamAttempt attempt(newSession());
-    attempt.session->tryLogin();
+    SteamAttempt attempt(newSession(), SteamAttempt::SignIn);
     QTRY_VERIFY(attempt.ended());
     // Neither answer is followed by the other.
     QVERIFY(!attempt.errors.wait(300));
