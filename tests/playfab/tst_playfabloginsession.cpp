@@ -62,7 +62,6 @@ private Q_SLOTS:
     void wrongPasswordThenRight();
     void exchangeFailures_data();
     void exchangeFailures();
-    void answerWithoutData();
     void signIn_data();
     void signIn();
     void sharesTheSavedAccount();
@@ -161,12 +160,6 @@ void TestPlayfabLoginSession::exchangeFailures()
 {
     PlayfabCases::exchangeFailures(m_emulator, Playfab, [] { return alice(); });
     QCOMPARE(readCredential(Account).userName, QString());
-}
-
-void TestPlayfabLoginSession::answerWithoutData()
-{
-    std::unique_ptr<PlayfabLoginSession> session(alice());
-    PlayfabCases::answerWithoutData(m_emulator, Playfab, session.get());
 }
 
 void TestPlayfabLoginSession::signIn_data()

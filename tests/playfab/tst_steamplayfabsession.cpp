@@ -59,7 +59,6 @@ private Q_SLOTS:
     void managerSignsInWithLogLines();
     void exchangeFailures_data();
     void exchangeFailures();
-    void answerWithoutData();
 };
 
 void TestSteamPlayfabSession::cleanupTestCase()
@@ -170,12 +169,6 @@ void TestSteamPlayfabSession::exchangeFailures_data()
 void TestSteamPlayfabSession::exchangeFailures()
 {
     PlayfabCases::exchangeFailures(m_emulator, Playfab, [this] { return newSession(); });
-}
-
-void TestSteamPlayfabSession::answerWithoutData()
-{
-    SteamAttempt attempt(newSession());
-    PlayfabCases::answerWithoutData(m_emulator, Playfab, attempt.session.get());
 }
 
 QTEST_GUILESS_MAIN(TestSteamPlayfabSession)
