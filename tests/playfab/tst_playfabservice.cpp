@@ -1,5 +1,4 @@
 #include "emulatorfixture.h"
-#include "jwt/jwtcodec.h"
 #include "napplication.h"
 
 #include <QNetworkAccessManager>
@@ -9,9 +8,8 @@
 using namespace NimblaSDK;
 
 /*
- * The emulator's PlayFab: the two logins in PlayFab's wire format, and the
- * launcher service's cross-auth. The e-mail login is driven by the session's
- * own tests; the Steam login has no session yet, so it is driven here.
+ * The emulator's PlayFab as PlayFab answers the Steam login, and the launcher
+ * service's cross-auth of another player's ticket: what the sessions never ask.
  */
 
 namespace {
@@ -42,11 +40,8 @@ class TestPlayfabService : public QObject
 private Q_SLOTS:
     void initTestCase();
 
-    void loginUrlsNeedNoResolver();
     void steamLogin_data();
     void steamLogin();
-    void createdAccountIsKept();
-    void crossAuthOfSteamPlayer();
     void crossAuthRefusesAnotherPlayersTicket();
 
 private:
@@ -80,18 +75,6 @@ Answer TestPlayfabService::send(QNetworkRequest request, const QByteArray &body,
 Answer TestPlayfabService::steamLogin(const QJsonObject &body)
 {
     return send(QNetworkRequest(QUrl(configuredUrl("playfabSteamLoginUrl"))), QJsonDocument(body).toJson());
-}
-
-void TestPlayfabService::loginUrlsNeedNoResolver()
-{
-    // The title's host is a spelling of 127.0.0.1 that the URL parser reads
-    // as that address, so no resolver is asked.
-    for (const char *key : {"playfabLoginUrl", "playfabSteamLoginUrl"}) {
-        const QString url = configuredUrl(key);
-        QCOMPARE(url.section('/', 2, 2).section('.', 0, 0), QStringLiteral("0x7F"));
-        QCOMPARE(QUrl(url).host(), QStringLiteral("127.0.0.1"));
-        QCOMPARE(QUrl(url).port(), m_emulator.baseUrl().port());
-    }
 }
 
 void TestPlayfabService::steamLogin_data()
@@ -153,39 +136,6 @@ void TestPlayfabService::steamLogin()
     QVERIFY(!answer.body.value("errorMessage").toString().isEmpty());
     QVERIFY(!answer.body.value("status").toString().isEmpty());
     QCOMPARE(answer.body.value("errorDetails").toObject().keys(), details);
-}
-
-void TestPlayfabService::createdAccountIsKept()
-{
-    const QJsonObject create{{"SteamTicket", hex("steam-playfab-keeper")}, {"CreateAccount", true}, {"TitleId", "0x7F"}};
-    const QString created = steamLogin(create).body.value("data").toObject().value("PlayFabId").toString();
-    QVERIFY(!created.isEmpty());
-
-    QJsonObject again = create;
-    again.insert("CreateAccount", false);
-    const QJsonObject data = steamLogin(again).body.value("data").toObject();
-    QCOMPARE(data.value("PlayFabId").toString(), created);
-    QCOMPARE(data.value("NewlyCreated").toBool(), false);
-}
-
-void TestPlayfabService::crossAuthOfSteamPlayer()
-{
-    const QJsonObject data = steamLogin({{"SteamTicket", hex("steam-playfab-peggy")}, {"TitleId", "0x7F"}})
-                                     .body.value("data").toObject();
-    const QString url = configuredUrl("playfabCrossAuthUrl")
-                                .arg(data.value("PlayFabId").toString(),
-                                     QString::fromLatin1(QUrl::toPercentEncoding(data.value("SessionTicket").toString())));
-    const Answer answer = send(QNetworkRequest(QUrl(url)), {}, false);
-    QCOMPARE(answer.status, 302);
-    const QString token = QUrlQuery(QUrl(QString::fromUtf8(answer.location))).queryItemValue("token", QUrl::FullyDecoded);
-    JwtCodec codec;
-    QVERIFY(codec.decode(token));
-    const QJsonObject claims = codec.payloadDocument().object();
-    // A player who came from Steam has no e-mail.
-    QCOMPARE(claims.value("email").toString(), QString());
-    QCOMPARE(claims.value("sub").toString(), QStringLiteral("playfab-9E6600000000000D"));
-    QCOMPARE(claims.value("username").toString(), QStringLiteral("steam-playfab-peggy"));
-    QCOMPARE(claims.value("external_account_id").toString(), QStringLiteral("9E6600000000000D"));
 }
 
 void TestPlayfabService::crossAuthRefusesAnotherPlayersTicket()

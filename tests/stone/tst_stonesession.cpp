@@ -39,12 +39,6 @@ struct Outcome
     QString login;        //!< the session's login at the end
 };
 
-QStringList refusedEnding()
-{
-    return {"critical: Msg: %1", "critical: Auth: Request failed!",
-            "warning: [authorization] Stone: Failed authorization - %1", "error: " + CantGetLoginInformation};
-}
-
 QString stoneLoginUrl()
 {
     return NApplication::instance().urlsManager()->stoneLoginUrl();
@@ -70,11 +64,8 @@ private Q_SLOTS:
     void outcomes();
     void notExecuted_data();
     void notExecuted();
-    void notExecutedIsDroppedWithTheSession();
-    void emailForAnAccountWithout();
-    void sendEmailFailures_data();
-    void sendEmailFailures();
-    void managerStartsTheCurrentSession();
+    void sendEmail_data();
+    void sendEmail();
 
 private:
     //! The stand-in's calls since init(), one per line.
@@ -140,8 +131,9 @@ void TestStoneSession::launcherCalls()
     qputenv("NIMBLA_STONE_INIT_STATUS", initStatus);
 
     Transcript transcript(Categories);
-    auto session = std::make_unique<StoneSession>(nullptr, gameId);
-    session->tryLogin();
+    AuthManager manager;
+    manager.loginViaStone(gameId);
+    QVERIFY(qobject_cast<StoneSession *>(manager.CurrentSession()));
     const QString initCall = "3 Ironmarch " + passedGameId + " reserved=null callback=0";
     // The status of place 4 is preset to 0.
     const QStringList infoCall = initialized ? QStringList{"4 status=0"} : QStringList();
@@ -150,14 +142,14 @@ void TestStoneSession::launcherCalls()
         QCOMPARE(transcript.entries().value(1),
                  "info: Send auth request Url: " + stoneLoginUrl().arg("stone-ticket-5001", passedGameId, "5001"));
         QTRY_COMPARE(m_emulator.requests(QUrl(stoneLoginUrl()).path()).size(), 1);
-        QCOMPARE(m_emulator.requests().first().toObject().value("query").toString(),
+        QCOMPARE(m_emulator.requests(QUrl(stoneLoginUrl()).path()).first().toObject().value("query").toString(),
                  "ticket=stone-ticket-5001&game_id=" + passedGameId + "&user_id=5001");
     } else {
         QCOMPARE(transcript.entries(), QStringList{"debug: Can't init stone launcher. Error code: " + initStatus});
     }
 
-    // Shut down once, on destruction, whatever came before.
-    session.reset();
+    // Shut down once, when closing the session deletes it, whatever came before.
+    manager.logout();
     QCOMPARE(calls().last(), QStringLiteral("15"));
     QCOMPARE(calls().count(QStringLiteral("15")), 1);
 }
@@ -211,7 +203,8 @@ void TestStoneSession::outcomes_data()
     const QStringList failedAuthorization{"critical: Can't get jwt",
                                           "warning: [authorization] Stone: Failed authorization - ",
                                           "error: " + CantGetLoginInformation};
-    const QStringList refused = refusedEnding();
+    const QStringList refused{"critical: Msg: %1", "critical: Auth: Request failed!",
+                              "warning: [authorization] Stone: Failed authorization - %1", "error: " + CantGetLoginInformation};
     const QStringList signedIn{"info: Auth success", "loginFinished"};
     const QList<Outcome> rows{
         {"account-with-email", "5001", "stone-ticket-5001", {}, {}, signedIn, "mike-stone@example.com"},
@@ -224,7 +217,6 @@ void TestStoneSession::outcomes_data()
         // A token the session turns down counts as none, never as an account without e-mail.
         {"token-of-another-project", "5002", "stone-ticket-5002", {}, "nimbla-other-project", failedAuthorization, ""},
         {"wrong-ticket", "5001", "not-the-ticket", {}, {}, refused, ""},
-        {"unknown-user", "9999", "stone-ticket-9999", {}, {}, refused, ""},
     };
     for (const Outcome &row : rows)
         QTest::newRow(row.tag) << row;
@@ -260,8 +252,8 @@ void TestStoneSession::outcomes()
     for (const QString &line : qAsConst(row.ending))
         expected << QString(line).replace("%1", errorText);
     QCOMPARE(entries, expected);
-    // Both refusals are 401s, in Qt's words.
-    QCOMPARE(errorText, row.ending == refusedEnding() ? QStringLiteral("Host requires authentication") : QString());
+    // A refusal is a 401, in Qt's words.
+    QCOMPARE(errorText, row.ending.first() == "critical: Msg: %1" ? QStringLiteral("Host requires authentication") : QString());
     QCOMPARE(session.login(), row.login);
 }
 
@@ -276,8 +268,6 @@ void TestStoneSession::notExecuted_data()
     const QString standIn; // the emulator's
     QTest::newRow("no-library") << m_emulator.tempPath() + "/no/such/libnimbla-stone-standin.so" << QByteArray()
                                 << QByteArray() << QStringList() << QStringList();
-    QTest::newRow("not-a-library") << m_emulator.configPath() << QByteArray() << QByteArray() << QStringList()
-                                   << QStringList();
     QTest::newRow("no-launcher") << standIn << QByteArray("1") << QByteArray() << QStringList()
                                  << QStringList{"GetLauncher"};
     QTest::newRow("initialisation-fails") << standIn << QByteArray() << QByteArray("7")
@@ -297,6 +287,9 @@ void TestStoneSession::notExecuted()
         QVERIFY(m_emulator.loadConfig({{"stoneLauncherLibrary", library}}));
     qputenv("NIMBLA_STONE_NO_LAUNCHER", noLauncher);
     qputenv("NIMBLA_STONE_INIT_STATUS", initStatus);
+    // One deleted at once leaves nothing behind to fail in the transcript below: its timer went with it.
+    StoneSession(nullptr, QStringLiteral("4242")).tryLogin();
+    QFile::remove(m_callLog);
 
     Transcript transcript(Categories);
     auto session = std::make_unique<StoneSession>(nullptr, QStringLiteral("4242"));
@@ -330,120 +323,63 @@ void TestStoneSession::notExecuted()
     QCOMPARE(this->calls(), calls);
 }
 
-void TestStoneSession::notExecutedIsDroppedWithTheSession()
+void TestStoneSession::sendEmail_data()
 {
-    qputenv("NIMBLA_STONE_NO_LAUNCHER", "1");
-    auto session = std::make_unique<StoneSession>(nullptr, QStringLiteral("4242"));
-    QSignalSpy destroyed(session.get(), &QObject::destroyed);
-    session->tryLogin();
-    session.reset();
-    QCOMPARE(destroyed.count(), 1);
-    // Nothing is left to report the failure: the timer went with the session.
-    QTimer later;
-    later.setSingleShot(true);
-    QSignalSpy waited(&later, &QTimer::timeout);
-    later.start(NotExecutedDelayMs + 200);
-    QVERIFY(waited.wait(NotExecutedDelayMs + 2000));
-    QVERIFY(LibraryReports::errorReports().isEmpty());
+    QTest::addColumn<bool>("signedIn");
+    QTest::addColumn<QJsonObject>("fault");
+    QTest::addColumn<QString>("reason"); // empty: stored
+
+    QTest::newRow("stored") << true << QJsonObject() << "";
+    QTest::newRow("not-signed-in") << false << QJsonObject() << "Unprocessable Entity";
+    QTest::newRow("service-fails") << true << QJsonObject{{"status", 500}, {"body", "down"}, {"contentType", "text/plain"}}
+                                   << "Internal Server Error";
 }
 
-void TestStoneSession::emailForAnAccountWithout()
+void TestStoneSession::sendEmail()
 {
-    // An account of its own: the address given here stays with it in the emulator.
-    qputenv("NIMBLA_STONE_USER_ID", "5004");
-    qputenv("NIMBLA_STONE_TICKET", "stone-ticket-5004");
+    QFETCH(bool, signedIn);
+    QFETCH(QJsonObject, fault);
+    QFETCH(QString, reason);
+    const QString setEmailUrl = NApplication::instance().urlsManager()->stoneSetEmailUrl();
+    if (!fault.isEmpty())
+        m_emulator.injectFault(QUrl(setEmailUrl), fault);
+    // An account of its own for the address that stays with it in the emulator.
+    qputenv("NIMBLA_STONE_USER_ID", reason.isEmpty() ? "5004" : "5002");
+    qputenv("NIMBLA_STONE_TICKET", reason.isEmpty() ? "stone-ticket-5004" : "stone-ticket-5002");
+    const QString email = reason.isEmpty() ? QStringLiteral("pia-stone@example.com") : QStringLiteral("a@example.com");
+
     StoneSession session(nullptr, QStringLiteral("4242"));
     QSignalSpy needed(&session, &StoneSession::needSendEmail);
     QSignalSpy finished(&session, &AbstractSession::loginFinished);
-    session.tryLogin();
-    QVERIFY(needed.wait());
-    QCOMPARE(finished.count(), 0);
-
     QSignalSpy sent(&session, &StoneSession::sendEmailFinished);
-    session.sendEmail(QStringLiteral("pia-stone@example.com"));
+    QSignalSpy failed(&session, &AbstractSession::error);
+    if (signedIn) {
+        session.tryLogin();
+        QVERIFY(needed.wait());
+    }
+    session.sendEmail(email);
     QVERIFY(sent.wait());
-    QCOMPARE(sent.first(), QVariantList({true, QString()}));
-    // Storing the address does not sign in by itself.
+    const QString error = QStringLiteral("Error transferring %1 - server replied: %2").arg(setEmailUrl, reason);
+    QCOMPARE(sent.count(), 1);
+    QCOMPARE(sent.first(), (QVariantList{reason.isEmpty(), reason.isEmpty() ? QString() : error}));
+    // A failed address is the interface's to show: no error() and no report. Nor does storing it sign in.
+    QCOMPARE(failed.count(), 0);
+    QVERIFY(LibraryReports::errorReports().isEmpty());
     QCOMPARE(finished.count(), 0);
+    if (!reason.isEmpty())
+        return;
 
-    const QString setEmailPath = QUrl(NApplication::instance().urlsManager()->stoneSetEmailUrl()).path();
-    const QJsonObject request = m_emulator.requests(setEmailPath).first().toObject();
+    const QJsonObject request = m_emulator.requests(QUrl(setEmailUrl).path()).first().toObject();
     QCOMPARE(request.value("method").toString(), QStringLiteral("POST"));
     QCOMPARE(request.value("headers").toObject().value("content-type").toString(), QStringLiteral("application/json"));
-    const QJsonObject body{{"token", session.jwt()},
-                           {"updatedFields", QJsonObject{{"email", "pia-stone@example.com"}}}};
+    const QJsonObject body{{"token", session.jwt()}, {"updatedFields", QJsonObject{{"email", email}}}};
     QCOMPARE(request.value("body").toString().toUtf8(), QJsonDocument(body).toJson());
 
     // The next sign-in's token carries the address.
     session.tryLogin();
     QVERIFY(finished.wait());
     QCOMPARE(needed.count(), 1);
-    QCOMPARE(session.login(), QStringLiteral("pia-stone@example.com"));
-}
-
-void TestStoneSession::sendEmailFailures_data()
-{
-    QTest::addColumn<bool>("signedIn");
-    QTest::addColumn<QString>("email");
-    QTest::addColumn<QJsonObject>("fault");
-    QTest::addColumn<QString>("reason");
-
-    QTest::newRow("not-signed-in") << false << "a@example.com" << QJsonObject() << "Unprocessable Entity";
-    QTest::newRow("not-an-address") << true << "not-an-address" << QJsonObject() << "Unprocessable Entity";
-    QTest::newRow("service-fails") << true << "a@example.com"
-                                   << QJsonObject{{"status", 500}, {"body", "down"}, {"contentType", "text/plain"}}
-                                   << "Internal Server Error";
-}
-
-void TestStoneSession::sendEmailFailures()
-{
-    QFETCH(bool, signedIn);
-    QFETCH(QString, email);
-    QFETCH(QJsonObject, fault);
-    QFETCH(QString, reason);
-    const QString setEmailUrl = NApplication::instance().urlsManager()->stoneSetEmailUrl();
-    if (!fault.isEmpty())
-        m_emulator.injectFault(QUrl(setEmailUrl), fault);
-
-    qputenv("NIMBLA_STONE_USER_ID", "5002");
-    qputenv("NIMBLA_STONE_TICKET", "stone-ticket-5002");
-    StoneSession session(nullptr, QStringLiteral("4242"));
-    if (signedIn) {
-        QSignalSpy needed(&session, &StoneSession::needSendEmail);
-        session.tryLogin();
-        QVERIFY(needed.wait());
-    }
-    QSignalSpy sent(&session, &StoneSession::sendEmailFinished);
-    QSignalSpy failed(&session, &AbstractSession::error);
-    session.sendEmail(email);
-    QVERIFY(sent.wait());
-    QCOMPARE(sent.count(), 1);
-    QCOMPARE(sent.first().value(0).toBool(), false);
-    QCOMPARE(sent.first().value(1).toString(),
-             QStringLiteral("Error transferring %1 - server replied: %2").arg(setEmailUrl, reason));
-    // A failed address is the interface's to show: no error() and no report.
-    QCOMPARE(failed.count(), 0);
-    QVERIFY(LibraryReports::errorReports().isEmpty());
-}
-
-void TestStoneSession::managerStartsTheCurrentSession()
-{
-    AuthManager manager;
-    QSignalSpy changed(&manager, &AuthManager::currentSessionChanged);
-    manager.loginViaStone(QStringLiteral("777"));
-
-    QCOMPARE(changed.count(), 1);
-    auto *session = qobject_cast<StoneSession *>(manager.CurrentSession());
-    QVERIFY(session);
-    QCOMPARE(session->parent(), &manager);
-    QSignalSpy finished(session, &AbstractSession::loginFinished);
-    QVERIFY(finished.wait());
-    QCOMPARE(session->userName(), QStringLiteral("mike"));
-    QCOMPARE(calls().value(1), QStringLiteral("3 Ironmarch 777 reserved=null callback=0"));
-
-    // Closing the session deletes it, which shuts the launcher down.
-    manager.logout();
-    QCOMPARE(calls().last(), QStringLiteral("15"));
+    QCOMPARE(session.login(), email);
 }
 
 QTEST_GUILESS_MAIN(TestStoneSession)
