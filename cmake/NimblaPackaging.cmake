@@ -71,6 +71,10 @@ set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
 # scripts: lintian warns of them, but only a trigger satisfies it.
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/triggers)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+# The QML module's library, which links QtQml, comes with the module in the development package,
+# so that the runtime package does not pull QtQml in; it needs the same trigger.
+set(CPACK_DEBIAN_DEVEL_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/triggers)
+set(CPACK_DEBIAN_DEVEL_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_RUNTIME_DESCRIPTION "sign-in library of the game launcher (Qt ${NIMBLA_QT_MAJOR})
 NimblaAuth signs a player in to the game launcher: with login and password,
 over OAuth2, through a social network, the Steam client, PlayFab, the Mail.Ru

@@ -26,6 +26,13 @@ for standin in "$usr"/lib/*/nimbla-login-emulator/*.so; do
     grep -qF "$installed" "$emulator" || { echo "The emulator does not name $installed" >&2; exit 1; }
 done
 
+# The QML module, found by its qmldir wherever the Qt of the packages keeps its imports: both
+# launchers import it.
+qmldir=$(find "$root" -path '*/NimblaSDK/Auth/qmldir' | head -n 1)
+[ -n "$qmldir" ] || { echo "The packages have no NimblaSDK/Auth/qmldir" >&2; exit 1; }
+imports=${qmldir%/NimblaSDK/Auth/qmldir}
+export QML2_IMPORT_PATH="$imports" QML_IMPORT_PATH="$imports"
+
 cmake -S "$here/consumer" -B "$work/consumer" -G Ninja -DCMAKE_PREFIX_PATH="$usr" -DCONSUMER_QT_MAJOR="$major" \
     >/dev/null
 found=$(sed -n 's/^NimblaAuth_DIR:PATH=//p' "$work/consumer/CMakeCache.txt")
@@ -33,11 +40,6 @@ found=$(sed -n 's/^NimblaAuth_DIR:PATH=//p' "$work/consumer/CMakeCache.txt")
 cmake --build "$work/consumer" -- --quiet
 "$work/consumer/consumer" | grep "^consumer: launcher decoded alice on Qt $major\."
 
-# The QML module: found by its qmldir wherever the Qt of the packages keeps its imports.
-qmldir=$(find "$root" -path '*/NimblaSDK/Auth/qmldir' | head -n 1)
-[ -n "$qmldir" ] || { echo "The packages have no NimblaSDK/Auth/qmldir" >&2; exit 1; }
-imports=${qmldir%/NimblaSDK/Auth/qmldir}
 cmake -S "$here/qmlconsumer" -B "$work/qmlconsumer" -G Ninja -DCONSUMER_QT_MAJOR="$major" >/dev/null
 cmake --build "$work/qmlconsumer" -- --quiet
-QML2_IMPORT_PATH="$imports" QML_IMPORT_PATH="$imports" QT_QPA_PLATFORM=offscreen \
-    "$work/qmlconsumer/qmlconsumer" "$here/qmlconsumer/main.qml" | grep "^qmlconsumer: NimblaSDK::AuthManager "
+QT_QPA_PLATFORM=offscreen "$work/qmlconsumer/qmlconsumer" "$here/qmlconsumer/main.qml" | grep "^qmlconsumer: NimblaSDK::AuthManager "
