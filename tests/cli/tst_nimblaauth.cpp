@@ -19,6 +19,11 @@ struct Run
     QByteArray err;
 };
 
+QJsonObject json(const Run &run)
+{
+    return QJsonDocument::fromJson(run.out).object();
+}
+
 QJsonObject jwtPayload(const QByteArray &jwt)
 {
     return QJsonDocument::fromJson(QByteArray::fromBase64(jwt.split('.').value(1), QByteArray::Base64UrlEncoding))
@@ -111,76 +116,56 @@ void TestNimblaAuth::exitCodes_data()
     QTest::addColumn<int>("exitCode");
     QTest::addColumn<QString>("output"); // the start of standard output, or of the line on standard error
 
-    const QStringList password{"login", "--method", "password", "--login", "alice@example.com", "--password-stdin"};
-    const QStringList oauthPassword{"login", "--method", "oauth-password", "--login", "alice@example.com",
-                                    "--password-stdin"};
-    QTest::newRow("signed-in-password") << password << QByteArray("alice-password\n") << QJsonObject() << 0
-                                        << "Signed in\n  login:       alice@example.com\n  user name:   alice\n"
-                                           "  user id:     7d1f6a52-0001-4c1e-9a11-a11ce0000001\n"
-                                           "  merchant id: 12345\n  remembered:  no\n";
-    QTest::newRow("signed-in-oauth-password") << oauthPassword << QByteArray("alice-password") << QJsonObject() << 0
-                                              << "Signed in\n";
-    QTest::newRow("signed-in-social")
-            << QStringList{"--follow-redirects", "login", "--method", "social-oauth", "--provider", "testbook"}
-            << QByteArray() << QJsonObject() << 0 << "Signed in\n  login:       frank";
-    QTest::newRow("signed-in-playfab")
-            << QStringList{"login", "--method", "playfab", "--login", "alice@example.com", "--password-stdin"}
-            << QByteArray("alice-password\n") << QJsonObject() << 0 << "Signed in\n  login:       alice@example.com\n";
+    const auto row = [](const char *tag, const QString &arguments, const QByteArray &input, int exitCode,
+                        const QString &output, const QJsonObject &fault = {}) {
+        QTest::newRow(tag) << arguments.split(' ') << input << fault << exitCode << output;
+    };
+    const QString password = "login --method password --login alice@example.com --password-stdin";
+    const QString oauthPassword = "login --method oauth-password --login alice@example.com --password-stdin";
+    const QString usage = "nimbla-auth: ";
+    row("signed-in-password", password, "alice-password\n", 0,
+        "Signed in\n  login:       alice@example.com\n  user name:   alice\n"
+        "  user id:     7d1f6a52-0001-4c1e-9a11-a11ce0000001\n  merchant id: 12345\n  remembered:  no\n");
+    row("signed-in-oauth-password", oauthPassword, "alice-password", 0, "Signed in\n");
+    row("signed-in-social", "--follow-redirects login --method social-oauth --provider testbook", {}, 0,
+        "Signed in\n  login:       frank");
+    row("signed-in-playfab", "login --method playfab --login alice@example.com --password-stdin", "alice-password\n",
+        0, "Signed in\n  login:       alice@example.com\n");
     // The stand-in Steam client that the emulator's configuration names plays its default player.
-    QTest::newRow("signed-in-steam") << QStringList{"login", "--method", "steam-oauth", "--app-id", "700100"}
-                                     << QByteArray() << QJsonObject() << 0
-                                     << "Signed in\n  login:       ivan-steam@example.com\n"
-                                        "  user name:   Ivan the Steam player\n";
+    row("signed-in-steam", "login --method steam-oauth --app-id 700100", {}, 0,
+        "Signed in\n  login:       ivan-steam@example.com\n  user name:   Ivan the Steam player\n");
     // No application id: PlayFab's player is the Steam account's, here a new one.
-    QTest::newRow("signed-in-steam-playfab") << QStringList{"login", "--method", "steam-playfab"} << QByteArray()
-                                             << QJsonObject() << 0 << "Signed in\n  login:       \n  user name:   steam-ivan\n";
-    QTest::newRow("bad-usage-steam-without-app-id") << QStringList{"login", "--method", "steam"} << QByteArray()
-                                                    << QJsonObject() << 2
-                                                    << "nimbla-auth: the game's Steam application id is not known; "
-                                                       "give --app-id";
-    QTest::newRow("signed-in-mailru")
-            << QStringList{"login", "--method", "mailru", "--uid", "mailru-1001", "--ticket", "mailru-ticket-1001"}
-            << QByteArray() << QJsonObject() << 0 << "Signed in\n  login:       ivan-mailru@example.com\n";
+    row("signed-in-steam-playfab", "login --method steam-playfab", {}, 0,
+        "Signed in\n  login:       \n  user name:   steam-ivan\n");
+    row("signed-in-mailru", "login --method mailru --uid mailru-1001 --ticket mailru-ticket-1001", {}, 0,
+        "Signed in\n  login:       ivan-mailru@example.com\n");
     // The stand-in Stone launcher's default player.
-    QTest::newRow("signed-in-stone") << QStringList{"login", "--method", "stone", "--app-id", "4242"} << QByteArray()
-                                     << QJsonObject() << 0 << "Signed in\n  login:       mike-stone@example.com\n";
-    QTest::newRow("bad-usage-mailru-without-ticket") << QStringList{"login", "--method", "mailru", "--uid", "mailru-1001"}
-                                                     << QByteArray() << QJsonObject() << 2
-                                                     << "nimbla-auth: the game centre's user id and ticket are not known";
-    QTest::newRow("bad-usage-no-browser") << QStringList{"login", "--method", "social-oauth"} << QByteArray()
-                                          << QJsonObject() << 2 << "nimbla-auth: no browser would open http";
-    QTest::newRow("refused-wrong-password") << oauthPassword << QByteArray("not-her-password\n") << QJsonObject() << 1
-                                            << "nimbla-auth: Login or password is incorrect";
-    QTest::newRow("refused-captcha")
-            << QStringList{"login", "--method", "password", "--login", "carol-captcha@example.com", "--password-stdin"}
-            << QByteArray("carol-password\n") << QJsonObject() << 1
-            << "nimbla-auth: the service asks for a captcha; sign in on its website once, then try again";
-    QTest::newRow("refused-nothing-remembered") << QStringList{"restore"} << QByteArray() << QJsonObject() << 1
-                                                << "nimbla-auth: there is no remembered session; sign in with "
-                                                   "--remember first";
-    QTest::newRow("unreachable-timed-out") << (QStringList{"--timeout", "2"} + password)
-                                           << QByteArray("alice-password\n") << QJsonObject{{"delayMs", 10000}} << 3
-                                           << "nimbla-auth: no answer within 2 seconds";
-    QTest::newRow("unreachable-connection-dropped") << password << QByteArray("alice-password\n")
-                                                    << QJsonObject{{"drop", true}} << 3
-                                                    << "nimbla-auth: Connection closed";
-    QTest::newRow("bad-usage-unknown-command") << QStringList{"sign-me-in"} << QByteArray() << QJsonObject() << 2
-                                               << "nimbla-auth: unknown command \"sign-me-in\"";
-    QTest::newRow("bad-usage-login-without-method") << QStringList{"login"} << QByteArray() << QJsonObject() << 2
-                                                    << "nimbla-auth: login needs --method";
-    QTest::newRow("bad-usage-unknown-method") << QStringList{"login", "--method", "carrier-pigeon"} << QByteArray()
-                                              << QJsonObject() << 2 << "nimbla-auth: unknown method \"carrier-pigeon\"";
-    QTest::newRow("bad-usage-password-argument") << (password + QStringList{"--password", "alice-password"})
-                                                 << QByteArray() << QJsonObject() << 2
-                                                 << "nimbla-auth: Unknown option 'password'.";
-    QTest::newRow("bad-usage-no-password") << password << QByteArray() << QJsonObject() << 2
-                                           << "nimbla-auth: no password was given";
-    QTest::newRow("bad-usage-no-terminal") << QStringList{"login", "--method", "password", "--login", "alice@example.com"}
-                                           << QByteArray("alice-password\n") << QJsonObject() << 2
-                                           << "nimbla-auth: no terminal to read the password from; use --password-stdin";
-    QTest::newRow("bad-usage-unknown-provider")
-            << QStringList{"login", "--method", "social-oauth", "--provider", "nobook"} << QByteArray() << QJsonObject()
-            << 2 << "nimbla-auth: there is no social provider named \"nobook\"";
+    row("signed-in-stone", "login --method stone --app-id 4242", {}, 0, "Signed in\n  login:       mike-stone@example.com\n");
+    row("refused-wrong-password", oauthPassword, "not-her-password\n", 1, usage + "Login or password is incorrect");
+    row("refused-captcha", "login --method password --login carol-captcha@example.com --password-stdin",
+        "carol-password\n", 1,
+        usage + "the service asks for a captcha; sign in on its website once, then try again");
+    row("refused-nothing-remembered", "restore", {}, 1,
+        usage + "there is no remembered session; sign in with --remember first");
+    row("unreachable-timed-out", "--timeout 2 " + password, "alice-password\n", 3,
+        usage + "no answer within 2 seconds", {{"delayMs", 10000}});
+    row("unreachable-connection-dropped", password, "alice-password\n", 3, usage + "Connection closed",
+        {{"drop", true}});
+    row("bad-usage-steam-without-app-id", "login --method steam", {}, 2,
+        usage + "the game's Steam application id is not known; give --app-id");
+    row("bad-usage-mailru-without-ticket", "login --method mailru --uid mailru-1001", {}, 2,
+        usage + "the game centre's user id and ticket are not known");
+    row("bad-usage-no-browser", "login --method social-oauth", {}, 2, usage + "no browser would open http");
+    row("bad-usage-unknown-command", "sign-me-in", {}, 2, usage + "unknown command \"sign-me-in\"");
+    row("bad-usage-login-without-method", "login", {}, 2, usage + "login needs --method");
+    row("bad-usage-unknown-method", "login --method carrier-pigeon", {}, 2, usage + "unknown method \"carrier-pigeon\"");
+    row("bad-usage-password-argument", password + " --password alice-password", {}, 2,
+        usage + "Unknown option 'password'.");
+    row("bad-usage-no-password", password, {}, 2, usage + "no password was given");
+    row("bad-usage-no-terminal", "login --method password --login alice@example.com", "alice-password\n", 2,
+        usage + "no terminal to read the password from; use --password-stdin");
+    row("bad-usage-unknown-provider", "login --method social-oauth --provider nobook", {}, 2,
+        usage + "there is no social provider named \"nobook\"");
 }
 
 void TestNimblaAuth::exitCodes()
@@ -276,44 +261,34 @@ void TestNimblaAuth::tokenPrintsOnlyTheJwt()
 
 void TestNimblaAuth::jsonOutput()
 {
-    const Run signedIn = client({"--json", "login", "--method", "password", "--login", "alice@example.com",
-                                 "--password-stdin"},
-                                "alice-password\n");
+    const QStringList login{"--json", "login", "--method", "password", "--login", "alice@example.com", "--password-stdin"};
+    const Run signedIn = client(login, "alice-password\n");
     QCOMPARE(signedIn.exitCode, 0);
     QJsonParseError error{};
-    const QJsonObject identity = QJsonDocument::fromJson(signedIn.out, &error).object();
+    QCOMPARE(QJsonDocument::fromJson(signedIn.out, &error).object(),
+             (QJsonObject{{"signedIn", true}, {"login", "alice@example.com"}, {"userName", "alice"},
+                          {"userId", "7d1f6a52-0001-4c1e-9a11-a11ce0000001"}, {"merchantId", "12345"},
+                          {"remembered", false}}));
     QCOMPARE(error.error, QJsonParseError::NoError);
-    QCOMPARE(identity, (QJsonObject{{"signedIn", true},
-                                    {"login", "alice@example.com"},
-                                    {"userName", "alice"},
-                                    {"userId", "7d1f6a52-0001-4c1e-9a11-a11ce0000001"},
-                                    {"merchantId", "12345"},
-                                    {"remembered", false}}));
 
-    const Run withAttributes = client({"--json", "--attributes", "login", "--method", "password", "--login",
-                                       "alice@example.com", "--password-stdin"},
-                                      "alice-password\n");
+    const Run withAttributes = client(QStringList{"--attributes"} + login, "alice-password\n");
     QCOMPARE(withAttributes.exitCode, 0);
-    QCOMPARE(QJsonDocument::fromJson(withAttributes.out).object().value("attribute").toObject(),
+    QCOMPARE(json(withAttributes).value("attribute").toObject(),
              (QJsonObject{{"key", "favourite_class"}, {"written", "ranger"}, {"read", "ranger"}}));
 
     const Run providers = client({"providers", "--json"});
     QCOMPARE(providers.exitCode, 0);
-    const QJsonArray list = QJsonDocument::fromJson(providers.out).object().value("providers").toArray();
-    QVERIFY(!list.isEmpty());
-    QCOMPARE(list.first().toObject().value("title").toString(), QStringLiteral("testbook"));
-    QVERIFY(list.first().toObject().value("link").toString().startsWith(m_emulator.baseUrl().toString()));
+    const QJsonObject first = json(providers).value("providers").toArray().first().toObject();
+    QCOMPARE(first.value("title").toString(), QStringLiteral("testbook"));
+    QVERIFY(first.value("link").toString().startsWith(m_emulator.baseUrl().toString()));
 
-    const Run refused = client({"--json", "login", "--method", "password", "--login", "alice@example.com",
-                                "--password-stdin"},
-                               "not-her-password\n");
+    const Run refused = client(login, "not-her-password\n");
     QCOMPARE(refused.exitCode, 1);
-    QCOMPARE(QJsonDocument::fromJson(refused.out).object(),
-             (QJsonObject{{"signedIn", false}, {"exitCode", 1}, {"error", "Login or password is incorrect"}}));
+    QCOMPARE(json(refused), (QJsonObject{{"signedIn", false}, {"exitCode", 1}, {"error", "Login or password is incorrect"}}));
 
     const Run unreachable = run({"--config", unreachableConfig(), "--data", m_data.path(), "--json", "providers"});
     QCOMPARE(unreachable.exitCode, 3);
-    QCOMPARE(QJsonDocument::fromJson(unreachable.out).object().value("exitCode").toInt(), 3);
+    QCOMPARE(json(unreachable).value("exitCode").toInt(), 3);
     QCOMPARE(unreachable.err, QByteArray("nimbla-auth: Failed download social providers\n"));
 
     const Run badConfig = run({"--config", m_data.filePath("missing.json"), "--json", "providers"});

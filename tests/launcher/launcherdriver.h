@@ -84,6 +84,15 @@ public:
         return item(objectName)->property("text").toString() == text;
     }
 
+    //! The player's steps on the sign-in form; false at the first that fails.
+    bool signIn(const QString &login, const QString &password)
+    {
+        return type(QStringLiteral("loginField"), login) && type(QStringLiteral("passwordField"), password)
+                && click(QStringLiteral("signInButton"));
+    }
+
+    bool busy() const { return item(QStringLiteral("busyIndicator"))->property("running").toBool(); }
+
     //! Whether the library's requests are all over; Qt's network manager, torn down with a transfer
     //! still running, leaves that transfer's parts behind.
     static bool networkIsQuiet()

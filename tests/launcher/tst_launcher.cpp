@@ -29,17 +29,14 @@ private Q_SLOTS:
     void cleanup();
     void cleanupTestCase();
 
-    void signInWithPassword_data();
-    void signInWithPassword();
+    void signInAndOut_data();
+    void signInAndOut();
     void refusals_data();
     void refusals();
-    void signInWithSocialProvider_data();
-    void signInWithSocialProvider();
     void signInWithOtherMethod_data();
     void signInWithOtherMethod();
     void platformAccountWithoutEmail_data();
     void platformAccountWithoutEmail();
-    void logOut();
     void rememberedAtNextStart();
     void silentServiceStopsTheSpinner();
 
@@ -93,37 +90,56 @@ std::unique_ptr<LauncherDriver> TestLauncher::start()
     return launcher;
 }
 
-void TestLauncher::signInWithPassword_data()
+void TestLauncher::signInAndOut_data()
 {
     QTest::addColumn<bool>("oauth2");
-    QTest::newRow("oauth2") << true;
-    QTest::newRow("plain") << false;
+    QTest::addColumn<bool>("social");
+    QTest::addColumn<QString>("session");
+
+    QTest::newRow("password/oauth2") << true << false << "NimblaSDK::NimblaLoginOAuthSession";
+    QTest::newRow("password/plain") << false << false << "NimblaSDK::NimblaLoginSession";
+    QTest::newRow("social/oauth2") << true << true << "NimblaSDK::SocialNetworkOAuthSession";
+    QTest::newRow("social/plain") << false << true << "NimblaSDK::SocialNetworkSession";
 }
 
-void TestLauncher::signInWithPassword()
+void TestLauncher::signInAndOut()
 {
     QFETCH(bool, oauth2);
+    QFETCH(bool, social);
+    QFETCH(QString, session);
     useOAuth2(oauth2);
     const auto launcher = start();
     QVERIFY(launcher);
     QVERIFY(launcher->shows("signInPage"));
     QVERIFY(!launcher->shows("signedInPage"));
-    QVERIFY(!launcher->click("signInButton")); // nothing typed yet
+    const int opened = m_browser.opened().size();
 
-    QVERIFY(launcher->type("loginField", "alice@example.com"));
-    QVERIFY(launcher->type("passwordField", "alice-password"));
-    QVERIFY(launcher->click("signInButton"));
-    QVERIFY(launcher->item("busyIndicator")->property("running").toBool());
-
+    if (social) {
+        QVERIFY(launcher->click("social:testbook"));
+    } else {
+        QVERIFY(!launcher->click("signInButton")); // nothing typed yet
+        QVERIFY(launcher->signIn("alice@example.com", "alice-password"));
+        QVERIFY(launcher->busy());
+    }
     QTRY_VERIFY_WITH_TIMEOUT(launcher->shows("signedInPage"), SignInMs);
     QVERIFY(!launcher->shows("signInPage"));
-    QCOMPARE(launcher->text("loginValue"), QStringLiteral("alice@example.com"));
-    QCOMPARE(launcher->text("userNameValue"), QStringLiteral("alice"));
-    QCOMPARE(launcher->text("userIdValue"), QStringLiteral("7d1f6a52-0001-4c1e-9a11-a11ce0000001"));
-    QCOMPARE(launcher->text("merchantIdValue"), QStringLiteral("12345"));
-    QVERIFY(!launcher->item("busyIndicator")->property("running").toBool());
-    QCOMPARE(launcher->manager()->CurrentSession()->metaObject()->className(),
-             oauth2 ? "NimblaSDK::NimblaLoginOAuthSession" : "NimblaSDK::NimblaLoginSession");
+    QVERIFY(!launcher->busy());
+    QCOMPARE(m_browser.opened().size(), opened + (social ? 1 : 0));
+    QCOMPARE(launcher->manager()->CurrentSession()->metaObject()->className(), session);
+    if (social) {
+        QCOMPARE(launcher->text("userNameValue"), QStringLiteral("frank"));
+    } else {
+        QCOMPARE(launcher->text("loginValue"), QStringLiteral("alice@example.com"));
+        QCOMPARE(launcher->text("userNameValue"), QStringLiteral("alice"));
+        QCOMPARE(launcher->text("userIdValue"), QStringLiteral("7d1f6a52-0001-4c1e-9a11-a11ce0000001"));
+        QCOMPARE(launcher->text("merchantIdValue"), QStringLiteral("12345"));
+    }
+
+    QVERIFY(launcher->click("logoutButton"));
+    QVERIFY(launcher->shows("signInPage"));
+    QVERIFY(!launcher->shows("signedInPage"));
+    QCOMPARE(launcher->manager()->CurrentSession(), nullptr);
+    QCOMPARE(launcher->text("errorLabel"), QString());
 }
 
 void TestLauncher::refusals_data()
@@ -156,11 +172,9 @@ void TestLauncher::refusals()
     const auto launcher = start();
     QVERIFY(launcher);
 
-    QVERIFY(launcher->type("loginField", login));
-    QVERIFY(launcher->type("passwordField", password));
-    QVERIFY(launcher->click("signInButton"));
+    QVERIFY(launcher->signIn(login, password));
     QTRY_VERIFY_WITH_TIMEOUT(launcher->shows(shown), SignInMs);
-    QTRY_VERIFY(!launcher->item("busyIndicator")->property("running").toBool());
+    QTRY_VERIFY(!launcher->busy());
     QCOMPARE(launcher->text("errorLabel"), errorText);
     for (const QString other : {"errorLabel", "captchaPrompt", "policyPrompt"}) {
         if (other != shown)
@@ -169,29 +183,6 @@ void TestLauncher::refusals()
     QVERIFY(launcher->shows("signInPage"));
     // The player can try again at once.
     QVERIFY(launcher->item("signInButton")->isEnabled());
-}
-
-void TestLauncher::signInWithSocialProvider_data()
-{
-    QTest::addColumn<bool>("oauth2");
-    QTest::newRow("oauth2") << true;
-    QTest::newRow("plain") << false;
-}
-
-void TestLauncher::signInWithSocialProvider()
-{
-    QFETCH(bool, oauth2);
-    useOAuth2(oauth2);
-    const auto launcher = start();
-    QVERIFY(launcher);
-    const int opened = m_browser.opened().size();
-
-    QVERIFY(launcher->click("social:testbook"));
-    QTRY_VERIFY_WITH_TIMEOUT(launcher->shows("signedInPage"), SignInMs);
-    QCOMPARE(launcher->text("userNameValue"), QStringLiteral("frank"));
-    QCOMPARE(m_browser.opened().size(), opened + 1);
-    QCOMPARE(launcher->manager()->CurrentSession()->metaObject()->className(),
-             oauth2 ? "NimblaSDK::SocialNetworkOAuthSession" : "NimblaSDK::SocialNetworkSession");
 }
 
 void TestLauncher::signInWithOtherMethod_data()
@@ -221,8 +212,8 @@ void TestLauncher::signInWithOtherMethod()
     const auto launcher = start();
     QVERIFY(launcher);
     // PlayFab takes the form's e-mail and password.
-    QVERIFY(launcher->type("loginField", QStringLiteral("alice@example.com")));
-    QVERIFY(launcher->type("passwordField", QStringLiteral("alice-password")));
+    QVERIFY(launcher->type("loginField", "alice@example.com"));
+    QVERIFY(launcher->type("passwordField", "alice-password"));
     QCOMPARE(launcher->text("method:" + method), title);
     QVERIFY(launcher->click("method:" + method));
     QTRY_VERIFY_WITH_TIMEOUT(launcher->shows("signedInPage"), SignInMs);
@@ -258,7 +249,7 @@ void TestLauncher::platformAccountWithoutEmail()
     // The sign-in stops and waits for the player.
     QVERIFY(launcher->click("method:" + method));
     QTRY_VERIFY_WITH_TIMEOUT(launcher->shows("emailPrompt"), SignInMs);
-    QVERIFY(!launcher->item("busyIndicator")->property("running").toBool());
+    QVERIFY(!launcher->busy());
     QVERIFY(launcher->shows("signInPage"));
     QCOMPARE(launcher->text("errorLabel"), QString());
     QVERIFY(!launcher->click("emailSendButton")); // nothing typed yet
@@ -271,28 +262,14 @@ void TestLauncher::platformAccountWithoutEmail()
              qPrintable(launcher->text("errorLabel")));
     QVERIFY(launcher->shows("emailPrompt"));
     QVERIFY(launcher->shows("signInPage"));
-    QVERIFY(!launcher->item("busyIndicator")->property("running").toBool());
+    QVERIFY(!launcher->busy());
 
     // The address taken, the method signs in again and its token carries it.
     QVERIFY(launcher->type("emailField", address));
     QVERIFY(launcher->click("emailSendButton"));
     QTRY_VERIFY_WITH_TIMEOUT(launcher->shows("signedInPage"), SignInMs);
     QCOMPARE(launcher->text("loginValue"), address);
-    QVERIFY(!launcher->item("busyIndicator")->property("running").toBool());
-    QCOMPARE(launcher->text("errorLabel"), QString());
-}
-
-void TestLauncher::logOut()
-{
-    const auto launcher = start();
-    QVERIFY(launcher);
-    QVERIFY(launcher->click("social:testbook"));
-    QTRY_VERIFY_WITH_TIMEOUT(launcher->shows("signedInPage"), SignInMs);
-
-    QVERIFY(launcher->click("logoutButton"));
-    QVERIFY(launcher->shows("signInPage"));
-    QVERIFY(!launcher->shows("signedInPage"));
-    QCOMPARE(launcher->manager()->CurrentSession(), nullptr);
+    QVERIFY(!launcher->busy());
     QCOMPARE(launcher->text("errorLabel"), QString());
 }
 
@@ -301,10 +278,8 @@ void TestLauncher::rememberedAtNextStart()
     {
         const auto first = start();
         QVERIFY(first);
-        QVERIFY(first->type("loginField", "alice@example.com"));
-        QVERIFY(first->type("passwordField", "alice-password"));
         QVERIFY(first->click("rememberBox"));
-        QVERIFY(first->click("signInButton"));
+        QVERIFY(first->signIn("alice@example.com", "alice-password"));
         QTRY_VERIFY_WITH_TIMEOUT(first->shows("signedInPage"), SignInMs);
         QTRY_VERIFY(!ManagerSupport::savedRecord().isEmpty());
     }
@@ -321,7 +296,7 @@ void TestLauncher::rememberedAtNextStart()
     const auto third = start();
     QVERIFY(third);
     QVERIFY(third->shows("signInPage"));
-    QVERIFY(!third->item("busyIndicator")->property("running").toBool());
+    QVERIFY(!third->busy());
 }
 
 void TestLauncher::silentServiceStopsTheSpinner()
@@ -332,12 +307,10 @@ void TestLauncher::silentServiceStopsTheSpinner()
     m_emulator.injectFault(QUrl(NimblaSDK::NApplication::instance().urlsManager()->oauthLoginUrl()),
                            {{"delayMs", 1500}, {"drop", true}});
 
-    QVERIFY(launcher->type("loginField", "alice@example.com"));
-    QVERIFY(launcher->type("passwordField", "alice-password"));
-    QVERIFY(launcher->click("signInButton"));
-    QVERIFY(launcher->item("busyIndicator")->property("running").toBool());
+    QVERIFY(launcher->signIn("alice@example.com", "alice-password"));
+    QVERIFY(launcher->busy());
     QTRY_COMPARE(launcher->text("errorLabel"), QStringLiteral("The service did not answer. Please try again."));
-    QVERIFY(!launcher->item("busyIndicator")->property("running").toBool());
+    QVERIFY(!launcher->busy());
     QVERIFY(launcher->item("signInButton")->isEnabled());
 }
 

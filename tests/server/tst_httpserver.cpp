@@ -81,22 +81,22 @@ struct Receiver
 {
     explicit Receiver(IHttpServer *server)
     {
-        QObject::connect(server, &IHttpServer::callbackSuccess, server, [this](const QString &data, const QString &csrf) {
+        const auto onMain = [] { return QThread::currentThread() == QCoreApplication::instance()->thread(); };
+        QObject::connect(server, &IHttpServer::callbackSuccess, server, [=](const QString &data, const QString &csrf) {
             successes.append({data, csrf});
-            onMainThread.append(QThread::currentThread() == QCoreApplication::instance()->thread());
+            allOnMainThread &= onMain();
         }, Qt::DirectConnection);
-        QObject::connect(server, &IHttpServer::callbackError, server, [this] {
+        QObject::connect(server, &IHttpServer::callbackError, server, [=] {
             ++errors;
-            onMainThread.append(QThread::currentThread() == QCoreApplication::instance()->thread());
+            allOnMainThread &= onMain();
         }, Qt::DirectConnection);
     }
 
     int count() const { return successes.size() + errors; }
-    bool allOnMainThread() const { return !onMainThread.contains(false); }
 
     Results successes;
     int errors = 0;
-    QList<bool> onMainThread;
+    bool allOnMainThread = true;
 };
 
 // Delivers the queued calls that are already waiting.
@@ -181,7 +181,6 @@ void TestHttpServer::lifecycle()
     const auto server = makeServer(protocol);
     Receiver receiver(server.get());
     const QPair<QString, QString> result = callbackResult(protocol, m_token);
-    QCOMPARE(server->port(), 0);
     QTest::ignoreMessage(QtInfoMsg, "Can't stop local server. Server does not started");
     server->stop();
     QCOMPARE(server->port(), 0);
@@ -199,11 +198,6 @@ void TestHttpServer::lifecycle()
     server->stop();
     QCOMPARE(server->port(), int(port));
     QVERIFY(refusesConnections(port));
-
-    const quint16 newPort = startServer(*server);
-    QCOMPARE(server->port(), int(newPort));
-    QCOMPARE(RawHttpClient::get(newPort, callbackQuery(protocol, m_token)).status, 302);
-    QTRY_COMPARE(receiver.successes, (Results{result, result}));
 }
 
 void TestHttpServer::resultsInFlightAreDropped_data()
@@ -292,7 +286,6 @@ void TestHttpServer::wireProtocol_data()
     row("jwt/oauth-parameters", jwt, "/?code=C&state=S", 0, Outcome::Silent);
     row("jwt/name-is-case-sensitive", jwt, "/?Token=" + token, 0, Outcome::Silent);
     row("jwt/callback-path", jwt, "/callback?token=" + token, 404, Outcome::Silent);
-    row("jwt/favicon", jwt, "/favicon.ico", 404, Outcome::Silent);
 
     row("oauth/code-and-state", oauth, "/?code=C&state=S", 302, Outcome::Success, "C", "S");
     row("oauth/first-code-wins", oauth, "/?state=S&code=C&code=D", 302, Outcome::Success, "C", "S");
@@ -304,7 +297,6 @@ void TestHttpServer::wireProtocol_data()
     row("oauth/no-query", oauth, "/", 0, Outcome::Error);
     row("oauth/name-is-case-sensitive", oauth, "/?Code=C&state=S", 0, Outcome::Error);
     row("oauth/callback-path", oauth, "/callback?code=C&state=S", 404, Outcome::Silent);
-    row("oauth/favicon", oauth, "/favicon.ico", 404, Outcome::Silent);
 }
 
 void TestHttpServer::wireProtocol()
@@ -336,7 +328,7 @@ void TestHttpServer::wireProtocol()
         QTRY_COMPARE(receiver.count(), 1);
     QCOMPARE(receiver.successes, row.outcome == Outcome::Success ? Results{qMakePair(row.data, row.csrfToken)} : Results());
     QCOMPARE(receiver.errors, row.outcome == Outcome::Error ? 1 : 0);
-    QVERIFY(receiver.allOnMainThread());
+    QVERIFY(receiver.allOnMainThread);
 }
 
 void TestHttpServer::junkDoesNotBlockAGenuineCallback()
@@ -388,7 +380,7 @@ void TestHttpServer::junkDoesNotBlockAGenuineCallback()
     deliverQueuedResults();
     QCOMPARE(receiver.successes.size(), 1);
     QCOMPARE(receiver.errors, protocol == Protocol::OAuth ? expectedOAuthErrors : 0);
-    QVERIFY(receiver.allOnMainThread());
+    QVERIFY(receiver.allOnMainThread);
 }
 
 QTEST_GUILESS_MAIN(TestHttpServer)
