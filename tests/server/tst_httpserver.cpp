@@ -7,11 +7,13 @@
 #include "rawhttpclient.h"
 
 #include <QNetworkAccessManager>
+#include <QNetworkInterface>
 #include <QNetworkReply>
 #include <QPointer>
 #include <QTcpSocket>
 #include <QtTest>
 
+#include <algorithm>
 #include <memory>
 #include <vector>
 
@@ -66,10 +68,10 @@ void stopServer(IHttpServer &server)
 }
 
 // A listener that is gone must not even accept a connection that nobody would serve.
-bool refusesConnections(quint16 port)
+bool refusesConnections(quint16 port, const QHostAddress &address = QHostAddress::LocalHost)
 {
     QTcpSocket probe;
-    probe.connectToHost(QHostAddress::LocalHost, port);
+    probe.connectToHost(address, port);
     return !probe.waitForConnected(5000) && probe.error() == QAbstractSocket::ConnectionRefusedError;
 }
 
@@ -137,6 +139,7 @@ private Q_SLOTS:
     void resultsInFlightAreDropped_data();
     void resultsInFlightAreDropped();
     void listenersInQuickSuccessionAreEachServed();
+    void listensOnLoopbackOnly();
 
     void wireProtocol_data();
     void wireProtocol();
@@ -263,6 +266,21 @@ void TestHttpServer::listenersInQuickSuccessionAreEachServed()
         QCOMPARE(RawHttpClient::get(port, "/favicon.ico").status, 404);
         stopServer(*server);
     }
+}
+
+void TestHttpServer::listensOnLoopbackOnly()
+{
+    const QList<QHostAddress> addresses = QNetworkInterface::allAddresses();
+    const auto outside = std::find_if(addresses.cbegin(), addresses.cend(), [](const QHostAddress &address) {
+        return !address.isLoopback() && address.protocol() == QAbstractSocket::IPv4Protocol;
+    });
+    if (outside == addresses.cend())
+        QSKIP("This machine has no address but the loopback one");
+    const auto server = makeServer(Protocol::OAuth);
+    const quint16 port = startServer(*server);
+    // The browser that brings the callback runs on this machine; nobody else may reach the port.
+    QVERIFY(refusesConnections(port, *outside));
+    stopServer(*server);
 }
 
 void TestHttpServer::wireProtocol_data()
