@@ -1,7 +1,7 @@
 #include "jwt/jwtchecker.h"
 #include "sessions/jwtloginsession.h"
 
-#include "emulatorfixture.h"
+#include "emulatorsuite.h"
 #include "errorlogger.h"
 #include "napplication.h"
 
@@ -9,35 +9,16 @@
 
 using namespace NimblaSDK;
 
-class TestJwtLoginSession : public QObject
+class TestJwtLoginSession : public EmulatorSuite
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase();
-    void init();
-
     void tryLogin_data();
     void tryLogin();
     void overlappingAttemptsActOnce();
     void retryAfterFailure();
-    void silentServiceEndsWithinTimeout();
-
-private:
-    EmulatorFixture m_emulator;
 };
-
-void TestJwtLoginSession::initTestCase()
-{
-    QVERIFY(m_emulator.start());
-}
-
-void TestJwtLoginSession::init()
-{
-    m_emulator.clearFaults();
-    QVERIFY(m_emulator.loadConfig());
-    ErrorLogger::instance(ErrorLoggerSettings()).clearRecentEntries();
-}
 
 void TestJwtLoginSession::tryLogin_data()
 {
@@ -126,20 +107,6 @@ void TestJwtLoginSession::retryAfterFailure()
     session.tryLogin();
     QVERIFY(finished.wait());
     QCOMPARE(errors.count(), 1);
-}
-
-void TestJwtLoginSession::silentServiceEndsWithinTimeout()
-{
-    QVERIFY(m_emulator.loadConfig({{"network", QJsonObject{{"requestTimeoutMs", 400}}}}));
-    m_emulator.injectFault(QUrl(NApplication::instance().urlsManager()->validateJWTUrl()),
-                           {{"delayMs", 10000}, {"status", 204}});
-
-    JwtLoginSession session(nullptr);
-    QSignalSpy errors(&session, &AbstractSession::error);
-    session.setJwtToken(m_emulator.token(QStringLiteral("alice@example.com")));
-    session.tryLogin();
-    QVERIFY(errors.wait(5000));
-    QCOMPARE(errors.at(0).at(0).toString(), QStringLiteral("Token is invalid"));
 }
 
 QTEST_GUILESS_MAIN(TestJwtLoginSession)
