@@ -86,8 +86,6 @@ int main(int argc, char *argv[])
         const QString step = parser.value(stepOption);
         if (step == QLatin1String("signin")) {
             manager.setRememberMe(true);
-            manager.loginViaNimblaLoginOAuth(QStringLiteral("alice@example.com"), QStringLiteral("alice-password"), false);
-            result.insert("password", report(manager, waitForSession(manager)));
             manager.loginViaSocialNetworkOAuth(QStringLiteral("testbook"));
             result.insert("social", report(manager, waitForSession(manager)));
         } else if (step == QLatin1String("restore") || step == QLatin1String("restore-logout")) {
