@@ -26,32 +26,51 @@ QString urlOf(Operation operation)
     return operation == Operation::Get ? urls->getUserAttributesUrl() : urls->updateUserAttributesUrl();
 }
 
-//! Starts \a operation, spying on its outcome signal.
-std::unique_ptr<QSignalSpy> start(UserAttributes &attributes, Operation operation)
+void run(UserAttributes &attributes, Operation operation)
 {
-    auto finished = std::make_unique<QSignalSpy>(
-            &attributes, operation == Operation::Get ? &UserAttributes::getFinished : &UserAttributes::updateFinished);
     if (operation == Operation::Get)
         attributes.get();
     else
         attributes.update();
-    return finished;
 }
 
-UserAttributesError errorOf(const QSignalSpy &spy, int index = 0)
+// The client's signals in order, as "state <n>" and "getFinished <code>" or "updateFinished <code>".
+class Outcomes : public QObject
 {
-    return spy.at(index).at(0).value<UserAttributesError>();
+public:
+    explicit Outcomes(UserAttributes &attributes)
+    {
+        connect(&attributes, &UserAttributes::stateChanged, this,
+                [this](UserAttributes::State state) { order << QStringLiteral("state %1").arg(state); });
+        connect(&attributes, &UserAttributes::getFinished, this, [this](const UserAttributesError &e) { add("get", e); });
+        connect(&attributes, &UserAttributes::updateFinished, this, [this](const UserAttributesError &e) { add("update", e); });
+    }
+
+    bool wait() { return QTest::qWaitFor([this] { return !errors.isEmpty(); }); }
+
+    QStringList order;
+    QList<UserAttributesError> errors;
+
+private:
+    void add(const char *operation, const UserAttributesError &error)
+    {
+        order << QStringLiteral("%1Finished %2").arg(QLatin1String(operation)).arg(error.code);
+        errors << error;
+    }
+};
+
+//! Runs \a operation to its outcome; the code of its error, -1 if none came.
+int finish(UserAttributes &attributes, Operation operation)
+{
+    Outcomes outcomes(attributes);
+    run(attributes, operation);
+    return outcomes.wait() ? outcomes.errors.first().code : -1;
 }
 
-//! Runs \a operation to its outcome; code -1 if none came.
-UserAttributesError finish(UserAttributes &attributes, Operation operation)
+//! The name of the outcome signal of \a operation.
+QString finished(Operation operation)
 {
-    const std::unique_ptr<QSignalSpy> finished = start(attributes, operation);
-    if (!finished->isEmpty() || finished->wait())
-        return errorOf(*finished);
-    UserAttributesError none;
-    none.code = -1;
-    return none;
+    return QLatin1String(operation == Operation::Get ? "getFinished" : "updateFinished");
 }
 
 } // namespace
@@ -65,14 +84,11 @@ class TestUserAttributes : public EmulatorSuite
 private Q_SLOTS:
     void initTestCase();
 
-    void localState();
     void localCheckSendsNothing_data();
     void localCheckSendsNothing();
     void requestBody_data();
     void requestBody();
     void getReturnsWhatUpdateWrote();
-    void signalOrder_data();
-    void signalOrder();
     void overlappingCallsEachSend();
     void requestOutlivesItsClient();
     void refusal_data();
@@ -106,32 +122,6 @@ std::unique_ptr<UserAttributes> TestUserAttributes::client(const QString &jwt, c
     return attributes;
 }
 
-void TestUserAttributes::localState()
-{
-    UserAttributes attributes(QSharedPointer<HttpApiRequester>::create(nullptr), QSharedPointer<AuthManager>(), nullptr);
-    QCOMPARE(attributes.publisherID(), -1);
-    QCOMPARE(attributes.state(), UserAttributes::UA_STATE_NONE);
-
-    // Each change is announced once.
-    QSignalSpy publisher(&attributes, &UserAttributes::publisherIDChanged);
-    QSignalSpy state(&attributes, &UserAttributes::stateChanged);
-    QSignalSpy user(&attributes, &UserAttributes::userIDChanged);
-    for (int round = 0; round < 2; ++round) {
-        attributes.setPublisherID(0);
-        attributes.setState(UserAttributes::UA_STATE_IN_PROGRESS);
-        attributes.setUserID(AliceId);
-    }
-    QCOMPARE(publisher.count(), 1);
-    QCOMPARE(state.count(), 1);
-    QCOMPARE(user.count(), 1);
-
-    for (const char *key : {"level", "title", "level", "Level"})
-        attributes.setKey(QString::fromLatin1(key));
-    QCOMPARE(attributes.keys(), (QStringList{"level", "title", "Level"}));
-    attributes.setKeys({QStringLiteral("motto")});
-    QCOMPARE(attributes.keys(), QStringList{"motto"});
-}
-
 void TestUserAttributes::localCheckSendsNothing_data()
 {
     QTest::addColumn<Operation>("operation");
@@ -154,18 +144,17 @@ void TestUserAttributes::localCheckSendsNothing()
     std::unique_ptr<UserAttributes> attributes = client(m_jwt, userId);
     attributes->setPublisherID(publisherId);
     attributes->setKeys({QStringLiteral("level")});
-    QSignalSpy state(attributes.get(), &UserAttributes::stateChanged);
+    Outcomes outcomes(*attributes);
 
-    const std::unique_ptr<QSignalSpy> finished = start(*attributes, operation);
-    QCOMPARE(finished->count(), 1);
-    QCOMPARE(errorOf(*finished).code, 1);
-    QCOMPARE(errorOf(*finished).message, QStringLiteral("Publisher id is incorrect"));
-    QCOMPARE(state.count(), 0);
+    // At once, and without a state change.
+    run(*attributes, operation);
+    QCOMPARE(outcomes.order, QStringList{finished(operation) + " 1"});
+    QCOMPARE(outcomes.errors.first().message, QStringLiteral("Publisher id is incorrect"));
 
     // A request that passes the check goes out after it, so the log shows whether the first one did.
     attributes->setPublisherID(7);
     attributes->setUserID(AliceId);
-    QCOMPARE(finish(*attributes, operation).code, 0);
+    QCOMPARE(finish(*attributes, operation), 0);
     QCOMPARE(m_emulator.requests(QUrl(urlOf(operation)).path()).size(), 1);
 }
 
@@ -176,9 +165,9 @@ void TestUserAttributes::requestBody_data()
     QTest::addColumn<QStringList>("keys");
     QTest::addColumn<QJsonObject>("body");
 
-    const QStringList keys{"title", "level"};
+    const QStringList keys{"title", "level", "title", "Level"};
     QTest::newRow("get") << Operation::Get << 7 << keys
-                         << QJsonObject{{"keys", QJsonArray{"title", "level"}}, {"publisher_project_id", 7}, {"user_id", AliceId}};
+                         << QJsonObject{{"keys", QJsonArray{"title", "level", "Level"}}, {"publisher_project_id", 7}, {"user_id", AliceId}};
     QTest::newRow("get: publisher 0, no keys")
             << Operation::Get << 0 << QStringList()
             << QJsonObject{{"keys", QJsonArray()}, {"publisher_project_id", 0}, {"user_id", AliceId}};
@@ -187,7 +176,8 @@ void TestUserAttributes::requestBody_data()
         return QJsonObject{{"key", key}, {"permission", "public"}, {"value", value}};
     };
     QTest::newRow("update") << Operation::Update << 7 << keys
-                            << QJsonObject{{"attributes", QJsonArray{attribute("title", "Knight \"of\" Ünï"), attribute("level", "")}},
+                            << QJsonObject{{"attributes", QJsonArray{attribute("title", "Knight \"of\" Ünï"), attribute("level", ""),
+                                                                     attribute("Level", "")}},
                                            {"publisher_project_id", 7}};
     QTest::newRow("update: publisher 0, no keys") << Operation::Update << 0 << QStringList()
                                                   << QJsonObject{{"attributes", QJsonArray()}, {"publisher_project_id", 0}};
@@ -202,9 +192,17 @@ void TestUserAttributes::requestBody()
 
     std::unique_ptr<UserAttributes> attributes = client(m_jwt);
     attributes->setPublisherID(publisherId);
-    attributes->setKeys(keys);
+    // setKeys() replaces what was there; setKey() adds a key once, telling case apart.
+    attributes->setKeys({QStringLiteral("replaced")});
+    attributes->setKeys({});
+    for (const QString &key : keys)
+        attributes->setKey(key);
     attributes->setValue(QStringLiteral("title"), QStringLiteral("Knight \"of\" Ünï"));
-    QCOMPARE(finish(*attributes, operation).code, 0);
+    Outcomes outcomes(*attributes);
+    run(*attributes, operation);
+    QCOMPARE(attributes->state(), UserAttributes::UA_STATE_IN_PROGRESS);
+    QVERIFY(outcomes.wait());
+    QCOMPARE(outcomes.order, (QStringList{"state 1", finished(operation) + " 0", "state 0"}));
 
     const QJsonArray requests = m_emulator.requests();
     QCOMPARE(requests.size(), 1);
@@ -230,12 +228,12 @@ void TestUserAttributes::getReturnsWhatUpdateWrote()
     writer->setKeys({"title", "motto", "empty"});
     writer->setValue("title", "Knight");
     writer->setValue("motto", "Ünïcode & \"quotes\"");
-    QCOMPARE(finish(*writer, Operation::Update).code, 0);
+    QCOMPARE(finish(*writer, Operation::Update), 0);
 
     std::unique_ptr<UserAttributes> reader = client(session.jwt(), session.userId());
     reader->setKeys({"motto", "title", "empty", "never"});
     reader->setValue("never", "kept locally");
-    QCOMPARE(finish(*reader, Operation::Get).code, 0);
+    QCOMPARE(finish(*reader, Operation::Get), 0);
     QCOMPARE(reader->value("title"), QStringLiteral("Knight"));
     QCOMPARE(reader->value("motto"), QStringLiteral("Ünïcode & \"quotes\""));
     QCOMPARE(reader->value("empty"), QString());
@@ -246,52 +244,14 @@ void TestUserAttributes::getReturnsWhatUpdateWrote()
     std::unique_ptr<UserAttributes> elsewhere = client(session.jwt(), session.userId());
     elsewhere->setPublisherID(8);
     elsewhere->setKeys({"title"});
-    QCOMPARE(finish(*elsewhere, Operation::Get).code, 0);
+    QCOMPARE(finish(*elsewhere, Operation::Get), 0);
     QCOMPARE(elsewhere->value("title"), QString());
 
     // Public attributes are there for any signed-in player to read.
     std::unique_ptr<UserAttributes> other = client(m_jwt, session.userId());
     other->setKeys({"title"});
-    QCOMPARE(finish(*other, Operation::Get).code, 0);
+    QCOMPARE(finish(*other, Operation::Get), 0);
     QCOMPARE(other->value("title"), QStringLiteral("Knight"));
-}
-
-void TestUserAttributes::signalOrder_data()
-{
-    QTest::addColumn<Operation>("operation");
-    QTest::addColumn<bool>("refused");
-    QTest::addColumn<QStringList>("expected");
-
-    QTest::newRow("get succeeds") << Operation::Get << false << QStringList{"state 1", "getFinished 0", "state 0"};
-    QTest::newRow("get fails") << Operation::Get << true << QStringList{"state 1", "state 0", "getFinished 3"};
-    QTest::newRow("update succeeds") << Operation::Update << false << QStringList{"state 1", "updateFinished 0", "state 0"};
-    QTest::newRow("update fails") << Operation::Update << true << QStringList{"state 1", "state 0", "updateFinished 3"};
-}
-
-void TestUserAttributes::signalOrder()
-{
-    QFETCH(Operation, operation);
-    QFETCH(bool, refused);
-    QFETCH(QStringList, expected);
-
-    if (refused) {
-        m_emulator.injectFault(QUrl(urlOf(operation)), {{"status", 403}, {"body", "{}"}});
-        QTest::ignoreMessage(QtCriticalMsg, QRegularExpression("^Error: your auth token is invalid"));
-    }
-    std::unique_ptr<UserAttributes> attributes = client(m_jwt);
-    QStringList order;
-    connect(attributes.get(), &UserAttributes::stateChanged, this,
-            [&order](UserAttributes::State state) { order << QStringLiteral("state %1").arg(state); });
-    connect(attributes.get(), &UserAttributes::getFinished, this,
-            [&order](const UserAttributesError &error) { order << QStringLiteral("getFinished %1").arg(error.code); });
-    connect(attributes.get(), &UserAttributes::updateFinished, this,
-            [&order](const UserAttributesError &error) { order << QStringLiteral("updateFinished %1").arg(error.code); });
-
-    start(*attributes, operation);
-    QCOMPARE(attributes->state(), UserAttributes::UA_STATE_IN_PROGRESS);
-    QTRY_COMPARE(order.size(), 3);
-    QCOMPARE(order, expected);
-    QCOMPARE(attributes->state(), UserAttributes::UA_STATE_NONE);
 }
 
 void TestUserAttributes::overlappingCallsEachSend()
@@ -299,14 +259,12 @@ void TestUserAttributes::overlappingCallsEachSend()
     // The first answer is held back, so the second one arrives first.
     m_emulator.injectFault(QUrl(urlOf(Operation::Get)), {{"delayMs", 300}, {"times", 1}});
     std::unique_ptr<UserAttributes> attributes = client(m_jwt);
-    QSignalSpy finished(attributes.get(), &UserAttributes::getFinished);
-    QSignalSpy state(attributes.get(), &UserAttributes::stateChanged);
+    Outcomes outcomes(*attributes);
     attributes->get();
     attributes->get();
-    QTRY_COMPARE(finished.count(), 2);
+    // In progress from the first call to the first answer.
+    QTRY_COMPARE(outcomes.order, (QStringList{"state 1", "getFinished 0", "state 0", "getFinished 0"}));
     QCOMPARE(m_emulator.requests(QUrl(urlOf(Operation::Get)).path()).size(), 2);
-    QCOMPARE(state.count(), 2);
-    QCOMPARE(state.at(1).at(0).value<UserAttributes::State>(), UserAttributes::UA_STATE_NONE);
 }
 
 void TestUserAttributes::requestOutlivesItsClient()
@@ -357,11 +315,12 @@ void TestUserAttributes::refusal()
     const QString message = QStringLiteral("%1 Error description: Error transferring %2 - server replied: %3").arg(text, url, reason);
     QTest::ignoreMessage(QtCriticalMsg, qPrintable(QStringLiteral("Error: %1 Http status code: %2").arg(message).arg(status)));
 
-    const std::unique_ptr<QSignalSpy> finished = start(*attributes, operation);
-    QVERIFY(finished->wait());
-    QCOMPARE(finished->count(), 1);
-    QCOMPARE(errorOf(*finished).code, code);
-    QCOMPARE(errorOf(*finished).message, message);
+    Outcomes outcomes(*attributes);
+    run(*attributes, operation);
+    // Idle again before the outcome is told.
+    QVERIFY(outcomes.wait());
+    QCOMPARE(outcomes.order, (QStringList{"state 1", "state 0", finished(operation) + QStringLiteral(" %1").arg(code)}));
+    QCOMPARE(outcomes.errors.first().message, message);
     QCOMPARE(attributes->state(), UserAttributes::UA_STATE_NONE);
 }
 
