@@ -39,8 +39,13 @@ QJsonObject claims(const QString &project, const QJsonObject &extra = {})
     QJsonObject all{{"nimbla_login_project_id", project}, {"email", "zoe@example.com"}, {"sub", "user-1"},
                     {"username", "zoe"}, {"nimbla_login_access_key", "key-1"}, {"publisher_id", 12345},
                     {"external_account_id", "ext-1"}};
-    for (auto it = extra.begin(); it != extra.end(); ++it)
-        all.insert(it.key(), it.value());
+    // A null value removes the claim.
+    for (auto it = extra.begin(); it != extra.end(); ++it) {
+        if (it.value().isNull())
+            all.remove(it.key());
+        else
+            all.insert(it.key(), it.value());
+    }
     return all;
 }
 
@@ -84,10 +89,8 @@ private Q_SLOTS:
     void init();
 
     void processJwt();
-    void merchantId_data();
-    void merchantId();
-    void projectCheck_data();
-    void projectCheck();
+    void tokenClaims_data();
+    void tokenClaims();
     void malformedJwtOnlyReplacesToken();
     void emptyClaimsKeepEarlierTags();
 
@@ -132,59 +135,33 @@ void TestAbstractSession::processJwt()
     QCOMPARE(log.names, QStringList({"login=zoe@example.com", "userName=zoe", "merchantId=12345", "refreshed"}));
 }
 
-void TestAbstractSession::merchantId_data()
-{
-    QTest::addColumn<QJsonValue>("publisherId");
-    QTest::addColumn<QString>("merchantId");
-
-    QTest::newRow("five digits") << QJsonValue(12345) << "12345";
-    QTest::newRow("seven digits, six significant") << QJsonValue(1234567) << "1.23457e+06";
-    QTest::newRow("fraction") << QJsonValue(12.5) << "12.5";
-    QTest::newRow("missing") << QJsonValue(QJsonValue::Undefined) << "0";
-    QTest::newRow("text is not a number") << QJsonValue("777") << "0";
-}
-
-void TestAbstractSession::merchantId()
-{
-    QFETCH(QJsonValue, publisherId);
-    QFETCH(QString, merchantId);
-
-    QJsonObject payload = claims(projectId());
-    if (publisherId.isUndefined())
-        payload.remove("publisher_id");
-    else
-        payload.insert("publisher_id", publisherId);
-
-    ProbeSession session(nullptr);
-    QVERIFY(session._processJWT(unsignedToken(payload)));
-    QCOMPARE(session.merchantId(), merchantId);
-}
-
-void TestAbstractSession::projectCheck_data()
+void TestAbstractSession::tokenClaims_data()
 {
     QTest::addColumn<QString>("configuredProject");
-    QTest::addColumn<QJsonValue>("claimedProject");
-    QTest::addColumn<bool>("accepted");
+    QTest::addColumn<QJsonObject>("changes"); //!< to the claims of a token of project p-1
+    QTest::addColumn<QString>("merchantId");  //!< empty: the token is refused
 
-    QTest::newRow("same project") << "p-1" << QJsonValue("p-1") << true;
-    QTest::newRow("another project") << "p-1" << QJsonValue("p-2") << false;
-    QTest::newRow("case differs") << "p-1" << QJsonValue("P-1") << false;
-    QTest::newRow("claim missing") << "p-1" << QJsonValue(QJsonValue::Undefined) << false;
-    QTest::newRow("claim missing, no project configured") << "" << QJsonValue(QJsonValue::Undefined) << true;
+    QTest::newRow("five digits") << "p-1" << QJsonObject{{"publisher_id", 12345}} << "12345";
+    QTest::newRow("seven digits, six significant") << "p-1" << QJsonObject{{"publisher_id", 1234567}} << "1.23457e+06";
+    QTest::newRow("fraction") << "p-1" << QJsonObject{{"publisher_id", 12.5}} << "12.5";
+    QTest::newRow("publisher id missing") << "p-1" << QJsonObject{{"publisher_id", QJsonValue::Null}} << "0";
+    QTest::newRow("publisher id as text") << "p-1" << QJsonObject{{"publisher_id", "777"}} << "0";
+    QTest::newRow("another project") << "p-1" << QJsonObject{{"nimbla_login_project_id", "p-2"}} << "";
+    QTest::newRow("project's case differs") << "p-1" << QJsonObject{{"nimbla_login_project_id", "P-1"}} << "";
+    QTest::newRow("project claim missing") << "p-1" << QJsonObject{{"nimbla_login_project_id", QJsonValue::Null}} << "";
+    QTest::newRow("project claim missing, none configured")
+            << "" << QJsonObject{{"nimbla_login_project_id", QJsonValue::Null}} << "12345";
 }
 
-void TestAbstractSession::projectCheck()
+void TestAbstractSession::tokenClaims()
 {
     QFETCH(QString, configuredProject);
-    QFETCH(QJsonValue, claimedProject);
-    QFETCH(bool, accepted);
+    QFETCH(QJsonObject, changes);
+    QFETCH(QString, merchantId);
+    const bool accepted = !merchantId.isEmpty();
 
     QVERIFY(m_emulator.loadConfig({{"loginProjectId", configuredProject}}));
-    QJsonObject payload = claims(claimedProject.toString());
-    if (claimedProject.isUndefined())
-        payload.remove("nimbla_login_project_id");
-    const QString jwt = unsignedToken(payload);
-
+    const QString jwt = unsignedToken(claims("p-1", changes));
     ProbeSession session(nullptr);
     ChangeLog log(session);
     if (!accepted)
@@ -193,6 +170,7 @@ void TestAbstractSession::projectCheck()
     // A refused token still replaces the stored one, and only that.
     QCOMPARE(log.names.value(0), "jwt=" + jwt);
     QCOMPARE(log.names.size(), accepted ? 8 : 1);
+    QCOMPARE(session.merchantId(), merchantId);
 }
 
 void TestAbstractSession::malformedJwtOnlyReplacesToken()
