@@ -2,7 +2,7 @@
 // remembered session with a fresh AuthManager, then prints what happened as
 // one JSON line on stdout and exits.
 //
-//   restarthelper --config FILE --settings DIR --step signin|restore|restore-logout
+//   restarthelper --config FILE --settings DIR --step signin|restore
 #include "authmanager.h"
 #include "napplication.h"
 
@@ -54,11 +54,8 @@ Outcome waitForSession(AuthManager &manager)
 QJsonObject report(AuthManager &manager, const Outcome &outcome)
 {
     AbstractSession *session = manager.CurrentSession();
-    return {{"finished", outcome.finished},
-            {"errors", outcome.errors},
-            {"user", session ? session->userName() : QString()},
-            {"autologin", manager.isAutologin()},
-            {"rememberMe", manager.rememberMe()}};
+    return {{"finished", outcome.finished}, {"errors", outcome.errors}, {"user", session ? session->userName() : QString()},
+            {"autologin", manager.isAutologin()}, {"rememberMe", manager.rememberMe()}};
 }
 
 } // namespace
@@ -69,7 +66,7 @@ int main(int argc, char *argv[])
     QCommandLineParser parser;
     const QCommandLineOption configOption("config", "Library configuration.", "file");
     const QCommandLineOption settingsOption("settings", "Folder of the persistent settings.", "folder");
-    const QCommandLineOption stepOption("step", "signin, restore or restore-logout.", "step");
+    const QCommandLineOption stepOption("step", "signin or restore.", "step");
     parser.addOptions({configOption, settingsOption, stepOption});
     parser.process(app);
 
@@ -88,14 +85,10 @@ int main(int argc, char *argv[])
             manager.setRememberMe(true);
             manager.loginViaSocialNetworkOAuth(QStringLiteral("testbook"));
             result.insert("social", report(manager, waitForSession(manager)));
-        } else if (step == QLatin1String("restore") || step == QLatin1String("restore-logout")) {
+        } else if (step == QLatin1String("restore")) {
             const bool started = manager.tryAutoLogin();
             result.insert("started", started);
             result.insert("restore", report(manager, started ? waitForSession(manager) : Outcome()));
-            if (step == QLatin1String("restore-logout")) {
-                manager.logout();
-                result.insert("afterLogout", report(manager, Outcome()));
-            }
         } else {
             return 2;
         }
