@@ -167,7 +167,9 @@ void TestUserAttributes::requestBody_data()
 
     const QStringList keys{"title", "level", "title", "Level"};
     QTest::newRow("get") << Operation::Get << 7 << keys
-                         << QJsonObject{{"keys", QJsonArray{"title", "level", "Level"}}, {"publisher_project_id", 7}, {"user_id", AliceId}};
+                         << QJsonObject{{"keys", QJsonArray{"title", "level", "Level"}},
+                                        {"publisher_project_id", 7},
+                                        {"user_id", AliceId}};
     QTest::newRow("get: publisher 0, no keys")
             << Operation::Get << 0 << QStringList()
             << QJsonObject{{"keys", QJsonArray()}, {"publisher_project_id", 0}, {"user_id", AliceId}};
@@ -176,8 +178,8 @@ void TestUserAttributes::requestBody_data()
         return QJsonObject{{"key", key}, {"permission", "public"}, {"value", value}};
     };
     QTest::newRow("update") << Operation::Update << 7 << keys
-                            << QJsonObject{{"attributes", QJsonArray{attribute("title", "Knight \"of\" Ünï"), attribute("level", ""),
-                                                                     attribute("Level", "")}},
+                            << QJsonObject{{"attributes", QJsonArray{attribute("title", "Knight \"of\" Ünï"),
+                                                                     attribute("level", ""), attribute("Level", "")}},
                                            {"publisher_project_id", 7}};
     QTest::newRow("update: publisher 0, no keys") << Operation::Update << 0 << QStringList()
                                                   << QJsonObject{{"attributes", QJsonArray()}, {"publisher_project_id", 0}};
@@ -312,7 +314,8 @@ void TestUserAttributes::refusal()
         m_emulator.injectFault(QUrl(url), {{"status", status}, {"body", "{}"}});
     std::unique_ptr<UserAttributes> attributes = client(status == 403 ? m_emulator.token(Alice, QString(), -60) : m_jwt);
     attributes->setKeys({QStringLiteral("title")});
-    const QString message = QStringLiteral("%1 Error description: Error transferring %2 - server replied: %3").arg(text, url, reason);
+    const QString message =
+            QStringLiteral("%1 Error description: Error transferring %2 - server replied: %3").arg(text, url, reason);
     QTest::ignoreMessage(QtCriticalMsg, qPrintable(QStringLiteral("Error: %1 Http status code: %2").arg(message).arg(status)));
 
     Outcomes outcomes(*attributes);

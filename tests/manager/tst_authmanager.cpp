@@ -287,7 +287,8 @@ void TestAuthManager::restore_data()
 
     const QString token = projectPath("oauth2/token");
     const auto record = [](const char *type, const char *refreshToken, const char *provider = nullptr) {
-        QJsonObject object{{"type", type}, {"state", refreshToken ? QJsonObject{{"refresh_token", refreshToken}} : QJsonObject()}};
+        QJsonObject object{{"type", type},
+                           {"state", refreshToken ? QJsonObject{{"refresh_token", refreshToken}} : QJsonObject()}};
         if (provider)
             object.insert("provider", provider);
         return object;
@@ -506,7 +507,8 @@ void TestAuthManager::otp_data()
     QTest::addColumn<QStringList>("emitted");
 
     // What the exchanger makes of each answer is its own suite's; here, what the manager does with it.
-    QTest::newRow("jwt") << "jwt" << true << "NimblaLoginSession" << QStringList{"isAutologinChanged", "currentSessionChanged"};
+    QTest::newRow("jwt") << "jwt" << true << "NimblaLoginSession"
+                         << QStringList{"isAutologinChanged", "currentSessionChanged"};
     QTest::newRow("oauth2") << "oauth2" << true << "NimblaLoginOAuthSession"
                             << QStringList{"isAutologinChanged", "rememberMeChanged", "currentSessionChanged"};
     // The empty error only says that OAuth2 is off; the tokens are used all the same.
@@ -561,7 +563,8 @@ void TestAuthManager::otp()
     QTRY_COMPARE(manager.CurrentSession()->userName(), QStringLiteral("alice"));
     if (oauth) {
         const QJsonValue refreshToken = oauth->sessionState().value("refresh_token");
-        QTRY_COMPARE(savedRecord(), (QJsonObject{{"type", "NimblaOAuth2"}, {"state", QJsonObject{{"refresh_token", refreshToken}}}}));
+        QTRY_COMPARE(savedRecord(),
+                     (QJsonObject{{"type", "NimblaOAuth2"}, {"state", QJsonObject{{"refresh_token", refreshToken}}}}));
         return;
     }
     // The ready token is checked at the attributes endpoint before it is accepted.

@@ -81,12 +81,7 @@ public:
 private:
     void handshake(QLocalSocket *client)
     {
-        // Once BEGIN has gone by, the client speaks binary messages, which are left unanswered.
-        if (m_begun.contains(client)) {
-            client->readAll();
-            return;
-        }
-        // The client opens with one NUL byte before its first line.
+        // The client opens with one NUL byte before its first line; a message never starts with one.
         if (client->peek(1) == QByteArray(1, '\0'))
             client->read(1);
         while (!m_begun.contains(client) && client->canReadLine()) {
@@ -105,6 +100,7 @@ private:
             else
                 client->write("ERROR\r\n");
         }
+        // Once BEGIN has gone by, the client speaks binary messages, which are left unanswered.
         if (m_begun.contains(client))
             client->readAll();
     }
