@@ -1,17 +1,76 @@
 // A remembered session across starts of the launcher: each start is a child
 // process with a fresh AuthManager, sharing the keyring, the settings and the
-// emulator with the others, as successive runs of a launcher do.
+// emulator with the others, as successive runs of a launcher do. The child is
+// this executable again, started with LauncherOption.
+#include "authmanager.h"
 #include "napplication.h"
 
 #include "emulatorfixture.h"
 #include "managersupport.h"
+#include "simulatedbrowser.h"
 
+#include <QEventLoop>
+#include <QGuiApplication>
 #include <QProcess>
 #include <QtTest>
 
 using namespace ManagerSupport;
+using namespace NimblaSDK;
 
 namespace {
+
+const char *const LauncherOption = "--launcher";
+
+// What the current session's sign-in came to, and the manager's state after it.
+QJsonObject report(AuthManager &manager, bool wait)
+{
+    AbstractSession *session = manager.CurrentSession();
+    int finished = 0;
+    QJsonArray errors;
+    if (session && wait) {
+        QEventLoop loop;
+        QObject::connect(session, &AbstractSession::loginFinished, &loop, [&] {
+            ++finished;
+            loop.quit();
+        });
+        QObject::connect(session, &AbstractSession::error, &loop, [&](const QString &text) {
+            errors.append(text);
+            loop.quit();
+        });
+        QTimer::singleShot(15000, &loop, &QEventLoop::quit);
+        loop.exec();
+    }
+    return {{"finished", finished}, {"errors", errors}, {"user", session ? session->userName() : QString()},
+            {"autologin", manager.isAutologin()}, {"rememberMe", manager.rememberMe()}};
+}
+
+//! One start of the launcher: signs in ("signin") or restores the remembered session ("restore"),
+//! then prints what happened as one JSON line.
+int runLauncher(const QString &configPath, const QString &settingsPath, const QString &step)
+{
+    // Before the settings are first opened, so that every start shares them.
+    QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, settingsPath);
+    if (!NApplication::instance().loadConfiguration(configPath))
+        return 2;
+    SimulatedBrowser browser;
+    browser.install();
+    QJsonObject result;
+    {
+        AuthManager manager;
+        if (step == QLatin1String("signin")) {
+            manager.setRememberMe(true);
+            manager.loginViaSocialNetworkOAuth(QStringLiteral("testbook"));
+            result.insert("social", report(manager, true));
+        } else {
+            const bool started = manager.tryAutoLogin();
+            result.insert("started", started);
+            result.insert("restore", report(manager, started));
+        }
+    }
+    result.insert("browserOpened", browser.opened().size());
+    QTextStream(stdout) << QJsonDocument(result).toJson(QJsonDocument::Compact) << '\n';
+    return 0;
+}
 
 QString savedRefreshToken()
 {
@@ -68,8 +127,8 @@ QJsonObject TestRestart::start(const QString &step)
     m_emulator.clearRequests();
     QProcess launcher;
     launcher.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    launcher.start(QStringLiteral(NIMBLA_RESTART_HELPER), {"--config", m_emulator.configPath(), "--settings",
-                                                           m_emulator.tempPath() + "/config", "--step", step});
+    launcher.start(QCoreApplication::applicationFilePath(),
+                   {LauncherOption, m_emulator.configPath(), m_emulator.tempPath() + "/config", step});
     if (!launcher.waitForFinished(60000) || launcher.exitStatus() != QProcess::NormalExit || launcher.exitCode() != 0) {
         qWarning() << "The launcher's" << step << "start failed:" << launcher.exitCode() << launcher.errorString();
         launcher.kill();
@@ -118,5 +177,13 @@ void TestRestart::offlineStartKeepsThePlayer()
     QVERIFY(savedRefreshToken() != token);
 }
 
-QTEST_GUILESS_MAIN(TestRestart)
+int main(int argc, char *argv[])
+{
+    // A GUI application, as the launcher is: the simulated browser stands in for the desktop's.
+    QGuiApplication app(argc, argv);
+    if (argc == 5 && qstrcmp(argv[1], LauncherOption) == 0)
+        return runLauncher(QString::fromLocal8Bit(argv[2]), QString::fromLocal8Bit(argv[3]), QString::fromLocal8Bit(argv[4]));
+    TestRestart test;
+    return QTest::qExec(&test, argc, argv);
+}
 #include "tst_restart.moc"
