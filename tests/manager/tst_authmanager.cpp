@@ -293,10 +293,12 @@ void TestAuthManager::restore_data()
             object.insert("provider", provider);
         return object;
     };
-    // The service out of reach: the player stays remembered for the next start.
-    QTest::newRow("NimblaOAuth2, token service failing")
-            << record("NimblaOAuth2", "refresh-kept") << "NimblaLoginOAuthSession" << token
-            << QJsonObject{{"status", 503}, {"body", "Service Unavailable"}, {"contentType", "text/plain"}};
+    // The service out of reach: the player stays remembered for the next start. 500 is the first of the 5xx.
+    for (const int status : {503, 500}) {
+        QTest::addRow("NimblaOAuth2, token service failing with %d", status)
+                << record("NimblaOAuth2", "refresh-kept") << "NimblaLoginOAuthSession" << token
+                << QJsonObject{{"status", status}, {"body", "failing"}, {"contentType", "text/plain"}};
+    }
     QTest::newRow("NimblaOAuth2, token answer cut")
             << record("NimblaOAuth2", "refresh-kept") << "NimblaLoginOAuthSession" << token
             << QJsonObject{{"cutBody", true}, {"status", 200}, {"body", QString(60, QLatin1Char('x'))}};
