@@ -242,13 +242,6 @@ void TestUserAttributes::getReturnsWhatUpdateWrote()
     // The answer leaves out what was never written; the local value stays.
     QCOMPARE(reader->value("never"), QStringLiteral("kept locally"));
 
-    // Another publisher project keeps its own attributes.
-    std::unique_ptr<UserAttributes> elsewhere = client(session.jwt(), session.userId());
-    elsewhere->setPublisherID(8);
-    elsewhere->setKeys({"title"});
-    QCOMPARE(finish(*elsewhere, Operation::Get), 0);
-    QCOMPARE(elsewhere->value("title"), QString());
-
     // Public attributes are there for any signed-in player to read.
     std::unique_ptr<UserAttributes> other = client(m_jwt, session.userId());
     other->setKeys({"title"});
