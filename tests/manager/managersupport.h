@@ -9,6 +9,8 @@
 #include <QSettings>
 #include <QStringList>
 
+#include <memory>
+
 // What the manager tests read and prepare: the remembered record in the
 // vault, the one-time password left for the launcher and the manager's signals.
 namespace ManagerSupport {
@@ -19,35 +21,20 @@ inline NimblaSDK::NativeSecureJsonObjectStorage recordStorage()
             QStringLiteral("%1Session").arg(NimblaSDK::NApplication::instance().appAccountName()));
 }
 
-inline QJsonObject savedRecord()
-{
-    return recordStorage().read();
-}
-
-inline bool saveRecord(const QJsonObject &record)
-{
-    return recordStorage().save(record);
-}
-
-inline void removeRecord()
-{
-    recordStorage().remove();
-}
+inline QJsonObject savedRecord() { return recordStorage().read(); }
+inline bool saveRecord(const QJsonObject &record) { return recordStorage().save(record); }
+inline void removeRecord() { recordStorage().remove(); }
 
 //! Where the launcher's installer leaves a one-time password for this product.
-inline void leaveOtp(const QString &otp)
+inline std::unique_ptr<QSettings> otpSettings()
 {
-    QSettings settings(QSettings::NativeFormat, QSettings::UserScope, QStringLiteral("NIMBLA"),
-                       NimblaSDK::NApplication::instance().configManager()->productName() + QStringLiteral("_Launcher"));
-    settings.setValue(QStringLiteral("otp"), otp);
+    return std::make_unique<QSettings>(
+            QSettings::NativeFormat, QSettings::UserScope, QStringLiteral("NIMBLA"),
+            NimblaSDK::NApplication::instance().configManager()->productName() + QStringLiteral("_Launcher"));
 }
 
-inline QString leftOtp()
-{
-    QSettings settings(QSettings::NativeFormat, QSettings::UserScope, QStringLiteral("NIMBLA"),
-                       NimblaSDK::NApplication::instance().configManager()->productName() + QStringLiteral("_Launcher"));
-    return settings.value(QStringLiteral("otp")).toString();
-}
+inline void leaveOtp(const QString &otp) { otpSettings()->setValue(QStringLiteral("otp"), otp); }
+inline QString leftOtp() { return otpSettings()->value(QStringLiteral("otp")).toString(); }
 
 //! The manager's signals in the order they came; error() shows as "error:<text>".
 class SignalLog : public QObject
