@@ -173,8 +173,10 @@ void TestAuthManager::entryPoints()
     // Deleted before the call returns, not at the next turn of the event loop.
     QCOMPARE(destroyed.count(), replaced ? 1 : 0);
     QCOMPARE(log.names, replaced ? QStringList{"currentSessionChanged"} : QStringList());
-    // Logged out when replaced: a password session forgets the saved account.
-    QTRY_COMPARE(readCredential(account).userName, replaced ? QString() : Alice);
+    // Logged out when replaced: a password session forgets the saved account. A session that
+    // stays goes on with its sign-in, whose outcome is not this test's.
+    if (replaced)
+        QTRY_COMPARE(readCredential(account).userName, QString());
     AbstractSession *session = manager.CurrentSession();
     QCOMPARE(className(session), sessionClass);
     QVERIFY(!session || session->parent() == &manager);
