@@ -4,7 +4,7 @@
 # prints whether they caught it ("killed", with the failed tests) or not ("survived"), then the
 # share caught.
 #
-#   scripts/mutants.sh [--area <area>] [--from <number>]
+#   scripts/mutants.sh [--area <area>] [--from <number>] [--only <number>,...]
 #   scripts/mutants.sh --check    only lists the faults that no longer apply; builds nothing
 #
 # The copy and its build are under build/mutants; the work tree is never modified, so the script
@@ -17,12 +17,14 @@ source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 only_area=""
 from=1
 check=""
+only=""
 while [ $# -gt 0 ]; do
     case "$1" in
         --area) only_area=$2; shift 2 ;;
         --from) from=$2; shift 2 ;;
+        --only) only=",$2,"; shift 2 ;;
         --check) check=1; shift ;;
-        *) echo "usage: $0 [--area <area>] [--from <number>] | --check" >&2; exit 2 ;;
+        *) echo "usage: $0 [--area <area>] [--from <number>] [--only <number>,...] | --check" >&2; exit 2 ;;
     esac
 done
 
@@ -89,10 +91,16 @@ fi
 
 nimbla_install_missing "${NIMBLA_PACKAGES[@]}"
 
-# Tar keeps the files' times, so that the build recompiles only what changed since the last run.
+# Only the files that differ are copied, and they get the time of the copy: the build then
+# recompiles what changed since the last run, a fault left in an object by a stopped run included.
 echo "Copying the tree to $src"
-(cd "$NIMBLA_ROOT" && git ls-files -z --cached --others --exclude-standard | tar --null -T - -cf -) |
-    tar -xf - -C "$src"
+(cd "$NIMBLA_ROOT" && git ls-files -z --cached --others --exclude-standard) |
+    while IFS= read -r -d '' path; do
+        if ! cmp -s "$NIMBLA_ROOT/$path" "$src/$path"; then
+            mkdir -p "$(dirname "$src/$path")"
+            cp "$NIMBLA_ROOT/$path" "$src/$path"
+        fi
+    done
 
 # Unoptimised, without debug information, and without relinking a test when only the shared
 # library changed: a fault costs one compilation and a few links.
@@ -144,6 +152,7 @@ report() {
 try_fault() {
     [ "$number" -lt "$from" ] && return
     [ -n "$only_area" ] && [ "$area" != "$only_area" ] && return
+    [ -n "$only" ] && [[ "$only" != *",$number,"* ]] && return
     local target="$src/$file" saved="$work/original" failed
     cp "$target" "$saved"
     if ! apply_fault "$target"; then
