@@ -19,6 +19,8 @@
 #include <QNetworkAccessManager>
 #include <QTextStream>
 
+#include <utility>
+
 using namespace NimblaSDK;
 
 namespace {
@@ -91,6 +93,12 @@ AuthClient::AuthClient(bool json, int timeoutMs, QObject *parent)
     });
     connect(NNetworkAccessManager::getManager(), &QNetworkAccessManager::finished, this,
             [this](QNetworkReply *reply) { m_lastNetworkError = reply->error(); });
+    // The manager asks for the providers as it is made: their answer can come before a command waits for it.
+    connect(m_manager, &AuthManager::socialProvidersChanged, this, [this] { _providersAnswered({}); });
+    connect(m_manager, &AuthManager::error, this, [this](const QString &message) {
+        if (!m_providersAnswered)
+            _providersAnswered(message);
+    });
 }
 
 void AuthClient::setAttributesCheck(bool check)
@@ -231,12 +239,20 @@ void AuthClient::_checkAttributes(const QJsonObject &identity, const QString &te
 
 void AuthClient::_whenProvidersLoaded(const std::function<void()> &next)
 {
-    if (m_manager->isSocialProvidersLoaded()) {
+    if (!m_providersAnswered && !m_manager->isSocialProvidersLoaded())
+        m_afterProviders = next;
+    else if (!m_providersFailure.isEmpty())
+        _fail(_failureCode(), m_providersFailure);
+    else
         next();
-        return;
-    }
-    connect(m_manager, &AuthManager::socialProvidersChanged, this, next);
-    connect(m_manager, &AuthManager::error, this, [this](const QString &message) { _fail(_failureCode(), message); });
+}
+
+void AuthClient::_providersAnswered(const QString &failure)
+{
+    m_providersAnswered = true;
+    m_providersFailure = failure;
+    if (m_afterProviders)
+        _whenProvidersLoaded(std::exchange(m_afterProviders, {}));
 }
 
 void AuthClient::_signInSocial(const SignInMethod &method, SignInInput input)

@@ -7,6 +7,8 @@
 #include <QObject>
 #include <QTimer>
 
+#include <functional>
+
 namespace NimblaSDK {
 class AbstractSession;
 class AuthManager;
@@ -49,6 +51,7 @@ private:
     void _signedIn(NimblaSDK::AbstractSession *session);
     void _checkAttributes(const QJsonObject &identity, const QString &text, NimblaSDK::AbstractSession *session);
     void _whenProvidersLoaded(const std::function<void()> &next);
+    void _providersAnswered(const QString &failure);
     void _signInSocial(const SignInMethod &method, SignInInput input);
     void _succeed(const QJsonObject &result, const QString &text);
     void _fail(ExitCode code, const QString &why);
@@ -71,4 +74,7 @@ private:
     ExitCode m_exitCode = SignedIn;
     QNetworkReply::NetworkError m_lastNetworkError = QNetworkReply::NoError;
     bool m_done = false;
+    bool m_providersAnswered = false;
+    QString m_providersFailure;
+    std::function<void()> m_afterProviders;
 };
