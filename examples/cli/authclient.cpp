@@ -363,11 +363,15 @@ void AuthClient::_exitWhenQuiet()
 {
     if (!m_grace.isActive())
         return;
+    // A finished reply releases its part on the network thread only when it is deleted, and one deleted
+    // after that thread has stopped leaves the part behind: the process ends once every reply is gone.
     for (QNetworkReply *reply : NNetworkAccessManager::getManager()->findChildren<QNetworkReply *>()) {
-        if (reply->isRunning()) {
+        if (reply->isRunning())
             connect(reply, &QNetworkReply::finished, this, &AuthClient::_exitWhenQuiet, Qt::UniqueConnection);
-            return;
-        }
+        else
+            connect(reply, &QObject::destroyed, this, &AuthClient::_exitWhenQuiet,
+                    static_cast<Qt::ConnectionType>(Qt::QueuedConnection | Qt::UniqueConnection));
+        return;
     }
     m_grace.stop();
     Q_EMIT finished(m_exitCode);
