@@ -156,9 +156,6 @@ void TestNimblaAuth::exitCodes_data()
     row("bad-usage-mailru-without-ticket", "login --method mailru --uid mailru-1001", {}, 2,
         usage + "the game centre's user id and ticket are not known");
     row("bad-usage-no-browser", "login --method social-oauth", {}, 2, usage + "no browser would open http");
-    row("bad-usage-unknown-command", "sign-me-in", {}, 2, usage + "unknown command \"sign-me-in\"");
-    row("bad-usage-login-without-method", "login", {}, 2, usage + "login needs --method");
-    row("bad-usage-unknown-method", "login --method carrier-pigeon", {}, 2, usage + "unknown method \"carrier-pigeon\"");
     row("bad-usage-password-argument", password + " --password alice-password", {}, 2,
         usage + "Unknown option 'password'.");
     row("bad-usage-no-password", password, {}, 2, usage + "no password was given");

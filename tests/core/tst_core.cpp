@@ -25,8 +25,6 @@ private Q_SLOTS:
     void brokenConfiguration();
     void configurationValues();
 
-    void requesterOutcome_data();
-    void requesterOutcome();
     void requesterSendsBearerToken();
 
     void settingsReachTheFile_data();
@@ -129,38 +127,6 @@ void TestCore::configurationValues()
     // Only an explicit false turns verification off.
     QVERIFY(m_emulator.loadConfig({{"network", QJsonObject{{"strictTls", "no"}}}}));
     QVERIFY(config->strictTls());
-}
-
-void TestCore::requesterOutcome_data()
-{
-    QTest::addColumn<QJsonObject>("fault");
-    QTest::addColumn<bool>("noErrors");
-    QTest::addColumn<int>("status");
-    QTest::addColumn<QByteArray>("body");
-
-    QTest::newRow("200") << QJsonObject{{"status", 200}, {"body", "hello"}} << true << 200 << QByteArray("hello");
-    QTest::newRow("302 is not followed") << QJsonObject{{"status", 302}} << true << 302 << QByteArray();
-    QTest::newRow("400") << QJsonObject{{"status", 400}, {"body", "bad"}} << false << 400 << QByteArray("bad");
-}
-
-void TestCore::requesterOutcome()
-{
-    QFETCH(QJsonObject, fault);
-    QFETCH(bool, noErrors);
-    QFETCH(int, status);
-    QFETCH(QByteArray, body);
-
-    const QUrl url(NApplication::instance().urlsManager()->getUserAttributesUrl());
-    m_emulator.injectFault(url, fault);
-
-    HttpApiRequester requester(nullptr);
-    QScopedPointer<HttpApiRequest> request(requester.post(url, "{}", QStringLiteral("application/json")));
-    QSignalSpy finished(request.data(), &HttpApiRequest::finished);
-    QVERIFY(finished.wait());
-    QCOMPARE(request->noErrors(), noErrors);
-    QCOMPARE(request->httpStatusCode(), status);
-    QCOMPARE(finished.at(0).at(0).toByteArray(), body);
-    QCOMPARE(finished.count(), 1);
 }
 
 void TestCore::requesterSendsBearerToken()

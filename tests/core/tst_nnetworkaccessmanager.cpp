@@ -1,5 +1,4 @@
 #include "cannedreply.h"
-#include "configmanager.h"
 #include "emulatorfixture.h"
 #include "httpapirequest.h"
 #include "httpapirequester.h"
@@ -103,8 +102,6 @@ private Q_SLOTS:
     void deadline_data();
     void deadline();
     void answerWithinDeadlineArrivesWhole();
-    void redirectReachesCaller_data();
-    void redirectReachesCaller();
 
     void tls_data();
     void tls();
@@ -190,36 +187,8 @@ void TestNNetworkAccessManager::answerWithinDeadlineArrivesWhole()
     QCOMPARE(outcome.body, QByteArray(10, 'x'));
 }
 
-void TestNNetworkAccessManager::redirectReachesCaller_data()
-{
-    QTest::addColumn<Caller>("caller");
-    QTest::newRow("main-thread") << Caller::MainThread;
-    QTest::newRow("worker-thread") << Caller::WorkerThread;
-}
-
 // Qt 6 follows redirects by default and Qt 5 does not; the sessions read the
 // service's "Location" themselves, so neither may follow it.
-void TestNNetworkAccessManager::redirectReachesCaller()
-{
-    QFETCH(Caller, caller);
-    const QString callback = NApplication::instance().configManager()->callbackUrl();
-    // Without a state the authorization endpoint sends the browser back to the callback page at once.
-    QUrl url(NApplication::instance().urlsManager()->loginAuthViaSocialNetwork().arg(QStringLiteral("testbook")));
-    QUrlQuery query(url);
-    query.addQueryItem(QStringLiteral("redirect_uri"), callback);
-    url.setQuery(query);
-    m_emulator.clearRequests();
-
-    const Outcome outcome = fetch(caller, url);
-
-    QVERIFY2(outcome.ok, qPrintable(outcome.errorString));
-    QCOMPARE(outcome.status, 302);
-    QVERIFY2(outcome.location.startsWith(callback + QStringLiteral("?error=invalid_request")),
-             qPrintable(outcome.location));
-    QCOMPARE(outcome.body, QByteArray());
-    QCOMPARE(m_emulator.requests(QUrl(callback).path()).size(), 0);
-}
-
 void TestNNetworkAccessManager::tls_data()
 {
     QTest::addColumn<bool>("strict");

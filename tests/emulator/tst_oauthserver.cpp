@@ -67,10 +67,6 @@ private Q_SLOTS:
     void tokenRequests_data();
     void tokenRequests();
     void replayedCodeRevokesItsTokens();
-    void redirectUris_data();
-    void redirectUris();
-    void codeChallenges_data();
-    void codeChallenges();
 
 private:
     Answer send(QNetworkRequest request, const QByteArray &body = {}, bool post = false);
@@ -250,70 +246,6 @@ void TestOAuthServer::replayedCodeRevokesItsTokens()
     QCOMPARE(refresh(unrelated.json.value("refresh_token").toString()).status, 200);
     // Rotation spent the refresh token it answered.
     QCOMPARE(refresh(unrelated.json.value("refresh_token").toString()).status, 400);
-}
-
-void TestOAuthServer::redirectUris_data()
-{
-    QTest::addColumn<QString>("redirectUri");
-    QTest::addColumn<bool>("allowed");
-    QTest::newRow("localhost") << "http://localhost:5555/" << true;
-    QTest::newRow("ipv4-loopback") << "http://127.0.0.1:5555/cb" << true;
-    QTest::newRow("ipv6-loopback") << "http://[::1]:5555/" << true;
-    QTest::newRow("registered") << "https://launcher.example.com/signed-in" << true;
-    QTest::newRow("registered-with-other-path") << "https://launcher.example.com/other" << false;
-    QTest::newRow("unregistered") << "https://evil.example.com/" << false;
-    QTest::newRow("loopback-lookalike-host") << "http://localhost.example.com/" << false;
-    QTest::newRow("loopback-address-as-subdomain") << "http://127.0.0.1.example.com/" << false;
-    QTest::newRow("loopback-with-fragment") << "http://localhost:5555/#top" << false;
-}
-
-void TestOAuthServer::redirectUris()
-{
-    QFETCH(QString, redirectUri);
-    QFETCH(bool, allowed);
-    const Answer answer = authorize(Demo, redirectUri);
-    QCOMPARE(answer.status, allowed ? 302 : 400);
-    // A refused address is never redirected to, not even with an error.
-    QCOMPARE(answer.location.isEmpty(), !allowed);
-    if (allowed) {
-        QCOMPARE(answer.location.adjusted(QUrl::RemoveQuery), QUrl(redirectUri));
-        QVERIFY(QUrlQuery(answer.location).queryItemValue("code").startsWith("code-"));
-    }
-}
-
-void TestOAuthServer::codeChallenges_data()
-{
-    QTest::addColumn<bool>("required");
-    QTest::addColumn<Items>("items");
-    QTest::addColumn<QString>("error"); // empty: a code
-
-    const Items s256{{"code_challenge", Challenge}, {"code_challenge_method", "S256"}};
-    QTest::newRow("optional/none") << false << Items() << "";
-    QTest::newRow("optional/s256") << false << s256 << "";
-    QTest::newRow("required/none") << true << Items() << "invalid_request";
-    QTest::newRow("required/s256") << true << s256 << "";
-    QTest::newRow("plain-method") << false << Items{{"code_challenge", Challenge}, {"code_challenge_method", "plain"}}
-                                  << "invalid_request";
-    QTest::newRow("no-method") << false << Items{{"code_challenge", Challenge}} << "invalid_request";
-    QTest::newRow("short-challenge") << true
-                                     << Items{{"code_challenge", Challenge.left(42)}, {"code_challenge_method", "S256"}}
-                                     << "invalid_request";
-}
-
-void TestOAuthServer::codeChallenges()
-{
-    QFETCH(bool, required);
-    QFETCH(Items, items);
-    QFETCH(QString, error);
-    m_emulator.setPkceRequired(required);
-    const Answer answer = authorize(Demo, Loopback, items);
-    m_emulator.setPkceRequired(false);
-
-    const QUrlQuery redirect(answer.location);
-    QCOMPARE(answer.status, 302);
-    QCOMPARE(redirect.queryItemValue("error"), error);
-    QCOMPARE(redirect.hasQueryItem("code"), error.isEmpty());
-    QCOMPARE(redirect.queryItemValue("state"), QStringLiteral("S-1"));
 }
 
 QTEST_GUILESS_MAIN(TestOAuthServer)

@@ -17,8 +17,6 @@ private Q_SLOTS:
     void validators_data();
     void validators();
     void blockingCheckOnWorkerThread();
-    void unreachableService();
-    void loginValidatorWithoutEndpoint();
 
 private:
     QString tokenFor(const QString &kind);
@@ -86,25 +84,6 @@ void TestJwtValidators::blockingCheckOnWorkerThread()
     QVERIFY(worker->wait(10000));
     delete worker;
     QVERIFY(valid);
-}
-
-void TestJwtValidators::unreachableService()
-{
-    QVERIFY(m_emulator.loadConfig({{"urls", QJsonObject{{"validateJWTUrl", "http://127.0.0.1:1/validate"}}}}));
-
-    JWTchecker checker(nullptr);
-    QTest::ignoreMessage(QtInfoMsg, "Start checking JWT");
-    QTest::ignoreMessage(QtInfoMsg, "Can't validate JWT");
-    QTest::ignoreMessage(QtInfoMsg, "Connection refused");
-    QVERIFY(!checker.validateJWT(tokenFor(QStringLiteral("genuine"))));
-}
-
-void TestJwtValidators::loginValidatorWithoutEndpoint()
-{
-    NimblaLoginJwtValidator validator(nullptr);
-    QSignalSpy invalidSpy(&validator, &IJwtValidator::invalid);
-    validator.validate(tokenFor(QStringLiteral("genuine")));
-    QCOMPARE(invalidSpy.count(), 1);
 }
 
 QTEST_GUILESS_MAIN(TestJwtValidators)

@@ -5,7 +5,6 @@
 #include "emulatorfixture.h"
 #include "managersupport.h"
 #include "napplication.h"
-#include "platformplayer.h"
 #include "simulatedbrowser.h"
 #include "testenvironment.h"
 
@@ -31,12 +30,8 @@ private Q_SLOTS:
 
     void signInAndOut_data();
     void signInAndOut();
-    void refusals_data();
-    void refusals();
     void signInWithOtherMethod_data();
     void signInWithOtherMethod();
-    void platformAccountWithoutEmail_data();
-    void platformAccountWithoutEmail();
     void rememberedAtNextStart();
     void silentServiceStopsTheSpinner();
 
@@ -142,49 +137,6 @@ void TestLauncher::signInAndOut()
     QCOMPARE(launcher->text("errorLabel"), QString());
 }
 
-void TestLauncher::refusals_data()
-{
-    QTest::addColumn<bool>("oauth2");
-    QTest::addColumn<QString>("login");
-    QTest::addColumn<QString>("password");
-    QTest::addColumn<QString>("shown"); // the prompt, or the error label
-    QTest::addColumn<QString>("errorText");
-
-    for (const bool oauth2 : {true, false}) {
-        const QByteArray flow = oauth2 ? "oauth2-" : "plain-";
-        QTest::newRow(flow + "wrong-password") << oauth2 << "alice@example.com" << "not-her-password"
-                                               << "errorLabel" << "Login or password is incorrect";
-        QTest::newRow(flow + "captcha") << oauth2 << "carol-captcha@example.com" << "carol-password"
-                                        << "captchaPrompt" << "";
-    }
-    QTest::newRow("plain-privacy-policy") << false << "dave-policy@example.com" << "dave-password"
-                                          << "policyPrompt" << "";
-}
-
-void TestLauncher::refusals()
-{
-    QFETCH(bool, oauth2);
-    QFETCH(QString, login);
-    QFETCH(QString, password);
-    QFETCH(QString, shown);
-    QFETCH(QString, errorText);
-    useOAuth2(oauth2);
-    const auto launcher = start();
-    QVERIFY(launcher);
-
-    QVERIFY(launcher->signIn(login, password));
-    QTRY_VERIFY_WITH_TIMEOUT(launcher->shows(shown), SignInMs);
-    QTRY_VERIFY(!launcher->busy());
-    QCOMPARE(launcher->text("errorLabel"), errorText);
-    for (const QString other : {"errorLabel", "captchaPrompt", "policyPrompt"}) {
-        if (other != shown)
-            QVERIFY2(!launcher->shows(other), qPrintable(other));
-    }
-    QVERIFY(launcher->shows("signInPage"));
-    // The player can try again at once.
-    QVERIFY(launcher->item("signInButton")->isEnabled());
-}
-
 void TestLauncher::signInWithOtherMethod_data()
 {
     QTest::addColumn<QString>("method");
@@ -218,59 +170,6 @@ void TestLauncher::signInWithOtherMethod()
     QVERIFY(launcher->click("method:" + method));
     QTRY_VERIFY_WITH_TIMEOUT(launcher->shows("signedInPage"), SignInMs);
     QCOMPARE(launcher->text("userNameValue"), userName);
-}
-
-void TestLauncher::platformAccountWithoutEmail_data()
-{
-    QTest::addColumn<QString>("method");
-    QTest::addColumn<QVariantMap>("player");
-    QTest::addColumn<QString>("refusal"); // how the service refuses an address without "@"
-
-    // One account each: the emulator keeps an address it was given until it exits.
-    QTest::newRow("steam") << "steam" << QVariantMap{{"NIMBLA_STEAM_TICKET", "steam-judy"}} << "Bad Request";
-    QTest::newRow("steam-oauth") << "steam-oauth" << QVariantMap{{"NIMBLA_STEAM_TICKET", "steam-nina"}}
-                                 << "Bad Request";
-    QTest::newRow("stone") << "stone"
-                           << QVariantMap{{"NIMBLA_STONE_USER_ID", "5002"}, {"NIMBLA_STONE_TICKET", "stone-ticket-5002"}}
-                           << "Unprocessable Entity";
-}
-
-void TestLauncher::platformAccountWithoutEmail()
-{
-    QFETCH(QString, method);
-    QFETCH(QVariantMap, player);
-    QFETCH(QString, refusal);
-    const PlatformPlayer playing(player);
-    const QString address = QStringLiteral("%1-launcher@example.com").arg(method);
-    const auto launcher = start();
-    QVERIFY(launcher);
-    QVERIFY(!launcher->shows("emailPrompt"));
-
-    // The sign-in stops and waits for the player.
-    QVERIFY(launcher->click("method:" + method));
-    QTRY_VERIFY_WITH_TIMEOUT(launcher->shows("emailPrompt"), SignInMs);
-    QVERIFY(!launcher->busy());
-    QVERIFY(launcher->shows("signInPage"));
-    QCOMPARE(launcher->text("errorLabel"), QString());
-    QVERIFY(!launcher->click("emailSendButton")); // nothing typed yet
-
-    // A refused address: the service's answer, and the prompt for another try.
-    QVERIFY(launcher->type("emailField", QStringLiteral("not-an-address")));
-    QVERIFY(launcher->click("emailSendButton"));
-    QTRY_VERIFY_WITH_TIMEOUT(!launcher->text("errorLabel").isEmpty(), SignInMs);
-    QVERIFY2(launcher->text("errorLabel").endsWith(" - server replied: " + refusal),
-             qPrintable(launcher->text("errorLabel")));
-    QVERIFY(launcher->shows("emailPrompt"));
-    QVERIFY(launcher->shows("signInPage"));
-    QVERIFY(!launcher->busy());
-
-    // The address taken, the method signs in again and its token carries it.
-    QVERIFY(launcher->type("emailField", address));
-    QVERIFY(launcher->click("emailSendButton"));
-    QTRY_VERIFY_WITH_TIMEOUT(launcher->shows("signedInPage"), SignInMs);
-    QCOMPARE(launcher->text("loginValue"), address);
-    QVERIFY(!launcher->busy());
-    QCOMPARE(launcher->text("errorLabel"), QString());
 }
 
 void TestLauncher::rememberedAtNextStart()

@@ -1,5 +1,4 @@
 #include "authmanager.h"
-#include "errorlogger.h"
 #include "napplication.h"
 #include "sessions/jwtloginsession.h"
 #include "sessions/nimblaloginoauthsession.h"
@@ -61,8 +60,6 @@ private Q_SLOTS:
     void entryPoints();
     void logout_data();
     void logout();
-    void rememberMe_data();
-    void rememberMe();
     void restore_data();
     void restore();
 
@@ -70,8 +67,6 @@ private Q_SLOTS:
     void providers();
     void providerRequest_data();
     void providerRequest();
-    void failedProviderDownload_data();
-    void failedProviderDownload();
 
     void otp_data();
     void otp();
@@ -230,54 +225,6 @@ void TestAuthManager::logout()
     QVERIFY(!manager.rememberMe() && !manager.isAutologin() && !settings()->rememberMe());
     // Only a remembered session is forgotten.
     QTRY_COMPARE(savedRecord(), rememberMe ? QJsonObject() : Remembered);
-}
-
-void TestAuthManager::rememberMe_data()
-{
-    QTest::addColumn<Start>("makeCurrent");
-    QTest::addColumn<bool>("on");
-    QTest::addColumn<QJsonObject>("record");
-
-    // An OAuth2 session with tokens: a social one of \a provider, or the password one.
-    const auto oauthSession = [](const QString &provider) {
-        return Start([provider](AuthManager &m) {
-            auto *session = provider.isEmpty() ? static_cast<AbstactOAuthSession *>(new NimblaLoginOAuthSession(&m))
-                                               : new SocialNetworkOAuthSession(provider, &m);
-            session->setSessionState({{"access_token", "access-x"}, {"refresh_token", "refresh-x"}, {"expires_in", 3600}});
-            m._setCurrentSession(session);
-        });
-    };
-    QTest::newRow("password") << Start([](AuthManager &m) { m._setCurrentSession(new NimblaLoginSession(&m)); }) << true
-                              << QJsonObject();
-    QTest::newRow("none") << Start([](AuthManager &) {}) << true << QJsonObject();
-    // Only the refresh token is kept: restoring means refreshing.
-    QTest::newRow("oauth2 password") << oauthSession({}) << true << Remembered;
-    QTest::newRow("social oauth2") << oauthSession("testbook") << true
-                                   << QJsonObject{{"type", "OAuth2"}, {"provider", "testbook"}, {"state", Remembered["state"]}};
-    // Switched off, it forgets what an earlier start remembered.
-    QTest::newRow("switched off") << oauthSession({}) << false << QJsonObject();
-}
-
-void TestAuthManager::rememberMe()
-{
-    QFETCH(Start, makeCurrent);
-    QFETCH(bool, on);
-    QFETCH(QJsonObject, record);
-
-    if (!on) {
-        QVERIFY(saveRecord(Remembered));
-        settings()->setRememberMe(true);
-    }
-    AuthManager manager;
-    makeCurrent(manager);
-    SignalLog log(manager);
-
-    manager.setRememberMe(on);
-    manager.setRememberMe(on);
-
-    QCOMPARE(log.names, QStringList{"rememberMeChanged"});
-    QCOMPARE(settings()->rememberMe(), on);
-    QTRY_COMPARE(savedRecord(), record);
 }
 
 void TestAuthManager::restore_data()
@@ -446,61 +393,6 @@ void TestAuthManager::providerRequest()
     QCOMPARE(requests.size(), 1);
     QCOMPARE(requests.at(0)["method"].toString(), QStringLiteral("GET"));
     QCOMPARE(requests.at(0)["query"].toString(), query);
-}
-
-void TestAuthManager::failedProviderDownload_data()
-{
-    QTest::addColumn<QString>("project");
-    QTest::addColumn<bool>("drop");
-    QTest::addColumn<int>("code");
-    QTest::addColumn<QString>("reason");
-    QTest::addColumn<int>("providersBefore");
-
-    QTest::newRow("error status") << "nimbla-linkserror-project" << false << int(QNetworkReply::ServiceUnavailableError)
-                                  << "Service Unavailable" << 0;
-    QTest::newRow("dropped after a loaded list") << "nimbla-demo-project" << true
-                                                 << int(QNetworkReply::RemoteHostClosedError) << "" << 4;
-}
-
-void TestAuthManager::failedProviderDownload()
-{
-    QFETCH(QString, project);
-    QFETCH(bool, drop);
-    QFETCH(int, code);
-    QFETCH(QString, reason);
-    QFETCH(int, providersBefore);
-
-    useProject(project, {{"oauth2Enabled", false}});
-    const QString url = NApplication::instance().urlsManager()->socialNetworksListUrl();
-    const QString errorText = drop ? QStringLiteral("Connection closed")
-                                   : QStringLiteral("Error transferring %1 - server replied: %2").arg(url, reason);
-    const QString details =
-            QStringLiteral("Failed load social providers. Error code: %1; erro msg: %2").arg(code).arg(errorText);
-    QTest::ignoreMessage(QtCriticalMsg, qPrintable(details));
-    QTest::ignoreMessage(QtWarningMsg, QRegularExpression("^\\[authorization\\] Failed download social providers - "));
-
-    // With the project that fails, the constructor's download is the failing one.
-    auto manager = std::make_unique<AuthManager>();
-    QSignalSpy errors(manager.get(), &AuthManager::error);
-    QSignalSpy changed(manager.get(), &AuthManager::socialProvidersChanged);
-    if (drop) {
-        QVERIFY(changed.wait(10000));
-        changed.clear();
-        m_emulator.injectFault(QUrl(url), {{"drop", true}});
-        manager->downloadSocialProviders();
-    }
-
-    QVERIFY(errors.wait(10000));
-    QCOMPARE(errors.takeFirst().value(0).toString(), QStringLiteral("Failed download social providers"));
-    const QList<QJsonObject> reports = ErrorLogger::instance(ErrorLoggerSettings()).recentEntries();
-    QCOMPARE(reports.size(), 1);
-    QCOMPARE(QStringList({reports.at(0)["kind"].toString(), reports.at(0)["message"].toString(),
-                          reports.at(0)["details"].toString(), reports.at(0)["extra"]["request_url"].toString(),
-                          reports.at(0)["area"].toString()}),
-             QStringList({"error", "Failed download social providers", details, url, "authorization"}));
-    QCOMPARE(changed.count(), 0);
-    QCOMPARE(manager->socialProviders().size(), providersBefore);
-    QCOMPARE(manager->isSocialProvidersLoaded(), providersBefore > 0);
 }
 
 void TestAuthManager::otp_data()

@@ -88,24 +88,6 @@ void roundTrips()
     }
 }
 
-void recordFields()
-{
-    const std::wstring secret = L"{\n}\n";
-    WinCredentialVault::Record record(L"NimblaTestFields", L"", secret);
-    const CREDENTIALW &credential = record.credential();
-
-    check(credential.Flags == 0, "record: no flags");
-    check(credential.Type == CRED_TYPE_GENERIC && credential.Type == 1, "record: generic type");
-    check(credential.Persist == CRED_PERSIST_LOCAL_MACHINE && credential.Persist == 2, "record: local machine");
-    check(credential.TargetName && std::wstring(credential.TargetName) == L"NimblaTestFields", "record: target");
-    check(credential.UserName != nullptr && credential.UserName[0] == L'\0', "record: empty, not null, user name");
-    check(credential.CredentialBlobSize == secret.size() * 2, "record: blob size without terminator",
-          std::to_string(credential.CredentialBlobSize));
-    check(reinterpret_cast<const wchar_t *>(credential.CredentialBlob) == secret.data(), "record: blob is the secret");
-    check(!credential.Comment && !credential.Attributes && credential.AttributeCount == 0 && !credential.TargetAlias,
-          "record: no comment, attributes or alias");
-}
-
 void overwrite()
 {
     const std::wstring target = L"NimblaTestOverwrite";
@@ -186,7 +168,6 @@ void blobLimit()
 int main()
 {
     roundTrips();
-    recordFields();
     overwrite();
     deleteAndMissing();
     errorPath();

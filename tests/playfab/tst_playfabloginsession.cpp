@@ -3,7 +3,6 @@
 #include "authmanager.h"
 #include "playfabcases.h"
 #include "sessions/nimblaloginsession.h"
-#include "sessions/playfabexchange_p.h"
 #include "storage/credentials.h"
 #include "testenvironment.h"
 
@@ -55,11 +54,6 @@ private Q_SLOTS:
     void init();
     void cleanupTestCase();
 
-    void titleId_data();
-    void titleId();
-    void noSavedAccount_data();
-    void noSavedAccount();
-    void wrongPasswordThenRight();
     void exchangeFailures_data();
     void exchangeFailures();
     void signIn_data();
@@ -88,67 +82,6 @@ void TestPlayfabLoginSession::init()
     QVERIFY(m_emulator.loadConfig(Playfab.config));
     deleteCredential(Account);
     clearJournals();
-}
-
-void TestPlayfabLoginSession::titleId_data()
-{
-    QTest::addColumn<QString>("url");
-    QTest::addColumn<QString>("titleId");
-
-    QTest::newRow("emulator") << "http://0x7F.0.0.1:18400/projects/p/playfab/login" << "0x7F";
-    QTest::newRow("service-host") << "https://A1B2C.playfabapi.com/Client/LoginWithEmailAddress" << "A1B2C";
-    QTest::newRow("no-path") << "https://a1b2c.playfabapi.com" << "a1b2c";
-    QTest::newRow("dotted-quad") << "http://127.0.0.1:9/x" << "127";
-    // Cut as text: a user part or a port stays in the first label.
-    QTest::newRow("user-info") << "https://user@A1B2C.example.com/x" << "user@A1B2C";
-    QTest::newRow("single-label") << "http://localhost:9/x" << "localhost:9";
-    QTest::newRow("no-scheme") << "A1B2C.playfabapi.com/Client" << "";
-    QTest::newRow("empty") << "" << "";
-}
-
-void TestPlayfabLoginSession::titleId()
-{
-    QFETCH(QString, url);
-    QFETCH(QString, titleId);
-    QCOMPARE(PlayfabExchange::titleId(url), titleId);
-}
-
-void TestPlayfabLoginSession::noSavedAccount_data()
-{
-    QTest::addColumn<QString>("login");
-    QTest::addColumn<QString>("password");
-    QTest::newRow("no-login") << "" << "secret";
-    QTest::newRow("no-password") << "alice@example.com" << "";
-}
-
-void TestPlayfabLoginSession::noSavedAccount()
-{
-    QFETCH(QString, login);
-    QFETCH(QString, password);
-    PlayfabLoginSession session(nullptr);
-    session.setLogin(login);
-    session.setPassword(password);
-    QCOMPARE(outcome(session), QStringLiteral("error:Could not log in via the saved account.\n Please use your email "
-                                              "and password or log in via a social network."));
-    QCOMPARE(errorReports(), QStringList{"Playfab: Failed auth via saved account |  | authorization"});
-    QVERIFY(m_emulator.requests().isEmpty());
-}
-
-void TestPlayfabLoginSession::wrongPasswordThenRight()
-{
-    const QString wrong = QStringLiteral("Invalid email address or password");
-    QTest::ignoreMessage(QtCriticalMsg, qPrintable("Playfab login failed: " + wrong));
-    QTest::ignoreMessage(QtCriticalMsg, QRegularExpression("(?s)^Reply: \\{\\n    \"code\": 400,.*\"error\": \"InvalidEmailOrPassword\""));
-    std::unique_ptr<PlayfabLoginSession> session(alice(QStringLiteral("not-alices-password")));
-    QCOMPARE(outcome(*session), "error:" + wrong);
-    QCOMPARE(errorReports(), QStringList{"Playfab: Failed auth | " + wrong + " | authorization"});
-    QVERIFY(trackedEvents().isEmpty());
-    // Nothing is saved until the launcher's token is in hand.
-    QCOMPARE(readCredential(Account).userName, QString());
-
-    session->setPassword(QStringLiteral("alice-password"));
-    QCOMPARE(outcome(*session), QStringLiteral("finished"));
-    QCOMPARE(errorReports().size(), 1);
 }
 
 void TestPlayfabLoginSession::exchangeFailures_data()

@@ -89,14 +89,10 @@ private Q_SLOTS:
     void init();
 
     void processJwt();
-    void tokenClaims_data();
-    void tokenClaims();
-    void malformedJwtOnlyReplacesToken();
     void emptyClaimsKeepEarlierTags();
 
     void checkLoginType_data();
     void checkLoginType();
-    void defaultRefreshAsksToLoginAgain();
 
 private:
     QString projectId() const;
@@ -133,52 +129,6 @@ void TestAbstractSession::processJwt()
     log.names.clear();
     QVERIFY(session._processJWT(jwt));
     QCOMPARE(log.names, QStringList({"login=zoe@example.com", "userName=zoe", "merchantId=12345", "refreshed"}));
-}
-
-void TestAbstractSession::tokenClaims_data()
-{
-    QTest::addColumn<QString>("configuredProject");
-    QTest::addColumn<QJsonObject>("changes"); //!< to the claims of a token of project p-1
-    QTest::addColumn<QString>("merchantId");  //!< empty: the token is refused
-
-    QTest::newRow("five digits") << "p-1" << QJsonObject{{"publisher_id", 12345}} << "12345";
-    QTest::newRow("seven digits, six significant") << "p-1" << QJsonObject{{"publisher_id", 1234567}} << "1.23457e+06";
-    QTest::newRow("fraction") << "p-1" << QJsonObject{{"publisher_id", 12.5}} << "12.5";
-    QTest::newRow("publisher id missing") << "p-1" << QJsonObject{{"publisher_id", QJsonValue::Null}} << "0";
-    QTest::newRow("publisher id as text") << "p-1" << QJsonObject{{"publisher_id", "777"}} << "0";
-    QTest::newRow("another project") << "p-1" << QJsonObject{{"nimbla_login_project_id", "p-2"}} << "";
-    QTest::newRow("project's case differs") << "p-1" << QJsonObject{{"nimbla_login_project_id", "P-1"}} << "";
-    QTest::newRow("project claim missing") << "p-1" << QJsonObject{{"nimbla_login_project_id", QJsonValue::Null}} << "";
-    QTest::newRow("project claim missing, none configured")
-            << "" << QJsonObject{{"nimbla_login_project_id", QJsonValue::Null}} << "12345";
-}
-
-void TestAbstractSession::tokenClaims()
-{
-    QFETCH(QString, configuredProject);
-    QFETCH(QJsonObject, changes);
-    QFETCH(QString, merchantId);
-    const bool accepted = !merchantId.isEmpty();
-
-    QVERIFY(m_emulator.loadConfig({{"loginProjectId", configuredProject}}));
-    const QString jwt = unsignedToken(claims("p-1", changes));
-    ProbeSession session(nullptr);
-    ChangeLog log(session);
-    if (!accepted)
-        QTest::ignoreMessage(QtCriticalMsg, "JWT token belongs to another login project");
-    QCOMPARE(session._processJWT(jwt), accepted);
-    // A refused token still replaces the stored one, and only that.
-    QCOMPARE(log.names.value(0), "jwt=" + jwt);
-    QCOMPARE(log.names.size(), accepted ? 8 : 1);
-    QCOMPARE(session.merchantId(), merchantId);
-}
-
-void TestAbstractSession::malformedJwtOnlyReplacesToken()
-{
-    ProbeSession session(nullptr);
-    ChangeLog log(session);
-    QVERIFY(!session._processJWT(QStringLiteral("not-a-token")));
-    QCOMPARE(log.names, QStringList{"jwt=not-a-token"});
 }
 
 void TestAbstractSession::emptyClaimsKeepEarlierTags()
@@ -251,15 +201,6 @@ void TestAbstractSession::checkLoginType()
     if (project == QLatin1String("nimbla-broken-project"))
         QCOMPARE(reports.at(0).value("details").toString(),
                  QStringLiteral("loading widget settings failed Login widget is disabled for this project"));
-}
-
-void TestAbstractSession::defaultRefreshAsksToLoginAgain()
-{
-    ProbeSession session(nullptr);
-    QSignalSpy errors(&session, &AbstractSession::error);
-    session.refresh();
-    QCOMPARE(errors.count(), 1);
-    QCOMPARE(errors.at(0).at(0).toString(), QStringLiteral("Session timeout. Please, login again."));
 }
 
 QTEST_GUILESS_MAIN(TestAbstractSession)

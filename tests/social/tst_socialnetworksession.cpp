@@ -28,8 +28,6 @@ private Q_SLOTS:
     void initTestCase();
     void init();
 
-    void loginAddress_data();
-    void loginAddress();
 
     void signsIn_data();
     void signsIn();
@@ -64,46 +62,6 @@ void TestSocialNetworkSession::init()
     m_emulator.clearRequests();
     QVERIFY(m_emulator.loadConfig({{"authorizationTimeoutMs", 1500}}));
     ErrorLogger::instance(ErrorLoggerSettings()).clearRecentEntries();
-}
-
-void TestSocialNetworkSession::loginAddress_data()
-{
-    QTest::addColumn<QString>("link");
-    QTest::addColumn<QString>("authFields");
-    QTest::addColumn<QStringList>("leadingItems");
-
-    QTest::newRow("plain-link") << "http://127.0.0.1:9/login" << "email,username" << QStringList{"fields=email,username"};
-    QTest::newRow("link-with-query") << "http://127.0.0.1:9/login?a=1&b=two" << "email"
-                                     << QStringList{"a=1", "b=two", "fields=email"};
-    QTest::newRow("no-auth-fields") << "http://127.0.0.1:9/login" << "" << QStringList();
-}
-
-void TestSocialNetworkSession::loginAddress()
-{
-    QFETCH(QString, link);
-    QFETCH(QString, authFields);
-    QFETCH(QStringList, leadingItems);
-    QVERIFY(m_emulator.loadConfig({{"authFields", authFields}}));
-
-    PlainAttempt attempt(Browser::Idle);
-    int openedWhenReady = -1;
-    connect(&attempt.session, &SocialNetworkSession::loginUrlIsReady, this,
-            [&] { openedWhenReady = attempt.browser.opened().size(); });
-    attempt.session.setNetworkLink(link);
-    QTest::ignoreMessage(QtInfoMsg, listenerStartedLine());
-    attempt.session.tryLogin();
-
-    QCOMPARE(openedWhenReady, 0);
-    const QUrl address = attempt.address();
-    QCOMPARE(attempt.browser.opened(), QList<QUrl>{address});
-    QCOMPARE(attempt.announced.size(), 1);
-    QCOMPARE(address.adjusted(QUrl::RemoveQuery), QUrl(link).adjusted(QUrl::RemoveQuery));
-    QStringList items = address.query(QUrl::FullyDecoded).split(QLatin1Char('&'));
-    const QString loginUrl = items.takeLast();
-    QCOMPARE(items, leadingItems);
-    QVERIFY2(QRegularExpression(QStringLiteral("^login_url=http://localhost:[1-9]\\d*$")).match(loginUrl).hasMatch(),
-             qPrintable(loginUrl));
-    QVERIFY(listens(listenerPort(address, "login_url")));
 }
 
 void TestSocialNetworkSession::signsIn_data()

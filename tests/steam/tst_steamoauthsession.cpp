@@ -68,8 +68,6 @@ private Q_SLOTS:
     void everyTicketGetsANewState();
     void signsIn_data();
     void signsIn();
-    void redirectRefused_data();
-    void redirectRefused();
     void refreshesWithoutSteam();
 };
 
@@ -170,45 +168,6 @@ void TestSteamOAuthSession::signsIn()
     QCOMPARE(exchange.value(0), qMakePair(QStringLiteral("grant_type"), QStringLiteral("authorization_code")));
     QCOMPARE(exchange.value(3), qMakePair(QStringLiteral("redirect_uri"),
                                           NApplication::instance().configManager()->callbackUrl()));
-}
-
-void TestSteamOAuthSession::redirectRefused_data()
-{
-    QTest::addColumn<QByteArray>("ticket");
-    QTest::addColumn<QString>("message"); // a regular expression
-    QTest::addColumn<QString>("report");  // a regular expression; empty: none
-    QTest::addColumn<QStringList>("events");
-
-    const QString compromised = "Login url is compromised";
-    QTest::newRow("other-state") << QByteArray("steam-leo-wrongstate") << compromised << "" << QStringList();
-    QTest::newRow("no-state") << QByteArray("steam-mia-nostate") << compromised << "" << QStringList();
-    // The state matches, so the redirect counts as a success; the exchange of no code then fails.
-    const QString noCode = "invalid_request: [^|]+";
-    QTest::newRow("no-code") << QByteArray("steam-kim-notoken") << noCode
-                             << "NimblaOAuthLogin: Failed auth \\| " + noCode + " \\| authorization"
-                             << QStringList{SucceededEvent, "ExchangeOAuthCodeFailed"};
-}
-
-void TestSteamOAuthSession::redirectRefused()
-{
-    QFETCH(QByteArray, ticket);
-    QFETCH(QString, message);
-    QFETCH(QString, report);
-    QFETCH(QStringList, events);
-    playTicket(ticket);
-
-    SteamAttempt attempt(newSession(), SteamAttempt::SignIn);
-    QTRY_COMPARE(attempt.errors.count(), 1);
-    QVERIFY(!attempt.finished.wait(300));
-
-    const QString error = attempt.errors.at(0).at(0).toString();
-    QVERIFY2(QRegularExpression("^" + message + "$").match(error).hasMatch(), qPrintable(error));
-    const QStringList reports = errorReports();
-    QCOMPARE(reports.size(), report.isEmpty() ? 0 : 1);
-    if (!report.isEmpty())
-        QVERIFY2(QRegularExpression("^" + report + "$").match(reports.at(0)).hasMatch(), qPrintable(reports.at(0)));
-    QCOMPARE(trackedEvents(), events);
-    QCOMPARE(m_emulator.requests(tokenPath()).size(), events.size() / 2);
 }
 
 // A player whose code and refresh token hold '+', '/' and '=', where a code challenge is required.

@@ -25,7 +25,6 @@ private Q_SLOTS:
     void readsTheProductsFile();
     void valueWrittenByAnotherProgramIsSeen();
     void removeTakesOnlyThePassword();
-    void readBeforeProjectName();
     void organisationPasswordIsNotTheProducts_data();
     void organisationPasswordIsNotTheProducts();
 
@@ -118,20 +117,6 @@ void TestOtpProvider::removeTakesOnlyThePassword()
     QSettings written(configFile(file), QSettings::IniFormat);
     QVERIFY(!written.contains(QStringLiteral("otp")));
     QCOMPARE(written.value(QStringLiteral("language")).toString(), QStringLiteral("fr"));
-}
-
-void TestOtpProvider::readBeforeProjectName()
-{
-    QVERIFY(writeFile(QStringLiteral("NIMBLA.conf"), "[General]\notp=organisation-wide\n"));
-    OtpProvider provider;
-
-    for (int call = 0; call < 3; ++call)
-        QTest::ignoreMessage(QtWarningMsg, "No product name was set; there is no one-time password to look for");
-    QCOMPARE(provider.read(), QString());
-    provider.remove();
-    QCOMPARE(provider.read(), QString());
-    QCOMPARE(QSettings(configFile(QStringLiteral("NIMBLA.conf")), QSettings::IniFormat).value(QStringLiteral("otp")),
-             QVariant(QStringLiteral("organisation-wide")));
 }
 
 void TestOtpProvider::organisationPasswordIsNotTheProducts_data()

@@ -17,31 +17,11 @@
 #include <QUuid>
 
 #include <cstdio>
-#include <cwchar>
 
 using NimblaSDK::CredentialRecord;
 using NimblaSDK::NativeSecureJsonObjectStorage;
 
 namespace {
-
-const char *const ReadProbeOption = "--read-credential";
-
-// Stands in for a storage whose key depends on state known only later, such as the account name.
-class RedirectedStorage : public NativeSecureJsonObjectStorage
-{
-public:
-    RedirectedStorage(const QString &constructedKey, const QString &actualKey)
-        : NativeSecureJsonObjectStorage(constructedKey)
-        , m_actualKey(actualKey)
-    {
-    }
-
-protected:
-    QString storageKey() const override { return m_actualKey; }
-
-private:
-    QString m_actualKey;
-};
 
 QStringList g_messages;
 // The process's threads once the application object exists, before any test has used the vault.
@@ -81,15 +61,12 @@ private Q_SLOTS:
     void records_data();
     void records();
     void recordsAreSharedByKeyOnly();
-    void everyOperationAsksForTheKey();
 
     void credentialHelpersKeepUserAndSecret_data();
     void credentialHelpersKeepUserAndSecret();
     void queuedCallsReachTheVault_data();
     void queuedCallsReachTheVault();
 
-    void readTraceOnStandardOutput_data();
-    void readTraceOnStandardOutput();
 
 private:
     QString freshKey(const QString &purpose);
@@ -213,22 +190,6 @@ void TestSecureStorage::recordsAreSharedByKeyOnly()
     QCOMPARE(other.read(), c);
 }
 
-void TestSecureStorage::everyOperationAsksForTheKey()
-{
-    const QString constructedKey = freshKey(QStringLiteral("constructed"));
-    const QString actualKey = freshKey(QStringLiteral("actual"));
-    RedirectedStorage storage(constructedKey, actualKey);
-    const QJsonObject object{{"k", "v"}};
-
-    QVERIFY(storage.save(object));
-    QCOMPARE(NativeSecureJsonObjectStorage(actualKey).read(), object);
-    QCOMPARE(NativeSecureJsonObjectStorage(constructedKey).read(), QJsonObject());
-    QCOMPARE(storage.read(), object);
-
-    storage.remove();
-    QCOMPARE(NativeSecureJsonObjectStorage(actualKey).read(), QJsonObject());
-}
-
 void TestSecureStorage::credentialHelpersKeepUserAndSecret_data()
 {
     QTest::addColumn<QString>("userName");
@@ -297,47 +258,9 @@ void TestSecureStorage::queuedCallsReachTheVault()
     QCOMPARE(fields(NimblaSDK::readCredential(key)), expected);
 }
 
-void TestSecureStorage::readTraceOnStandardOutput_data()
-{
-    QTest::addColumn<bool>("saved");
-    QTest::addColumn<QString>("streamWidth");
-    QTest::addColumn<QByteArray>("expectedOutput");
-
-    QTest::newRow("record-present") << true << "fresh" << QByteArray("All right!\n");
-    QTest::newRow("record-present-wide-stream") << true << "wide" << QByteArray("All right!\n");
-    QTest::newRow("record-present-narrow-stream") << true << "narrow" << QByteArray("before\nAll right!\n");
-    QTest::newRow("read-before-save") << false << "fresh" << QByteArray();
-}
-
-void TestSecureStorage::readTraceOnStandardOutput()
-{
-    QFETCH(bool, saved);
-    QFETCH(QString, streamWidth);
-    QFETCH(QByteArray, expectedOutput);
-    const QString key = freshKey(QStringLiteral("trace"));
-    if (saved)
-        QVERIFY(NativeSecureJsonObjectStorage(key).save(QJsonObject{{"x", 1}}));
-
-    // Standard output of this process belongs to the test log, so the read runs in a child of its own.
-    QProcess child;
-    child.start(QCoreApplication::applicationFilePath(), {QLatin1String(ReadProbeOption), streamWidth, key});
-    QVERIFY(child.waitForFinished(10000));
-    QCOMPARE(child.exitCode(), 0);
-    QCOMPARE(child.readAllStandardOutput(), expectedOutput);
-}
-
 int main(int argc, char *argv[])
 {
     QCoreApplication app(argc, argv);
-    if (argc == 4 && qstrcmp(argv[1], ReadProbeOption) == 0) {
-        // The host application may have used standard output, wide or narrow, before the read.
-        if (qstrcmp(argv[2], "wide") == 0)
-            std::fwide(stdout, 1);
-        else if (qstrcmp(argv[2], "narrow") == 0)
-            std::fputs("before\n", stdout);
-        NativeSecureJsonObjectStorage(QString::fromLocal8Bit(argv[3])).read();
-        return 0;
-    }
     g_threadsBeforeFirstUse = threadCount();
     TestSecureStorage test;
     return QTest::qExec(&test, argc, argv);

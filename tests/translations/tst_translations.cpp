@@ -12,7 +12,6 @@
 #include <QFile>
 #include <QProcess>
 #include <QTemporaryDir>
-#include <QXmlStreamReader>
 #include <QtTest>
 
 #include <memory>
@@ -21,53 +20,14 @@ using namespace NimblaSDK;
 
 namespace {
 
-struct Message
+//! A password session of \a login, with the password that goes with it; no login: none.
+template <typename Session>
+std::unique_ptr<AbstractSession> passwordSession(const QString &login)
 {
-    QString key; //!< context and source text
-    QString translation;
-    QString type; //!< "unfinished", "vanished", "obsolete" or empty
-};
-
-QVector<Message> readCatalogue(const QString &path, QString *failure)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        *failure = file.errorString();
-        return {};
-    }
-    QVector<Message> messages;
-    QString context;
-    QXmlStreamReader xml(&file);
-    while (!xml.atEnd()) {
-        if (xml.readNext() != QXmlStreamReader::StartElement)
-            continue;
-        if (xml.name() == QLatin1String("name")) {
-            context = xml.readElementText();
-        } else if (xml.name() == QLatin1String("source")) {
-            messages.append({context + QStringLiteral(" | ") + xml.readElementText(), {}, {}});
-        } else if (xml.name() == QLatin1String("translation") && !messages.isEmpty()) {
-            messages.last().type = xml.attributes().value(QStringLiteral("type")).toString();
-            messages.last().translation = xml.readElementText();
-        }
-    }
-    if (xml.hasError())
-        *failure = xml.errorString();
-    return messages;
-}
-
-QStringList keys(const QVector<Message> &messages)
-{
-    QStringList result;
-    for (const Message &message : messages)
-        result << message.key;
-    return result;
-}
-
-QStringList without(QStringList list, const QStringList &removed)
-{
-    for (const QString &item : removed)
-        list.removeAll(item);
-    return list;
+    auto session = std::make_unique<Session>(nullptr);
+    session->setLogin(login);
+    session->setPassword(login.isEmpty() ? QString() : QStringLiteral("bob-password"));
+    return session;
 }
 
 } // namespace
@@ -118,37 +78,29 @@ void TestTranslations::catalogueIsComplete()
     QFETCH(QString, catalogue);
     QFETCH(QStringList, sources);
 
-    // What lupdate finds in the sources today, against what the catalogue holds.
+    // lupdate on a copy adds the texts the catalogue lacks and drops those the sources no longer
+    // have: a complete catalogue comes back unchanged.
     QTemporaryDir scratch;
     QVERIFY(scratch.isValid());
-    const QString fresh = scratch.filePath(QStringLiteral("fresh_ru.ts"));
+    QFile committed(QStringLiteral(NIMBLA_SOURCE_DIR "/") + catalogue);
+    QVERIFY(committed.open(QIODevice::ReadOnly));
+    const QByteArray before = committed.readAll();
+    const QString copy = scratch.filePath(QStringLiteral("copy_ru.ts"));
+    QVERIFY(QFile::copy(committed.fileName(), copy));
     QProcess lupdate;
     lupdate.setWorkingDirectory(QStringLiteral(NIMBLA_SOURCE_DIR));
     lupdate.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     lupdate.start(QStringLiteral(NIMBLA_LUPDATE),
-                  QStringList{"-no-obsolete", "-locations", "none"} << sources << QStringList{"-ts", fresh});
+                  QStringList{"-no-obsolete", "-locations", "none"} << sources << QStringList{"-ts", copy});
     QVERIFY2(lupdate.waitForFinished(120000), qPrintable(lupdate.errorString()));
     QCOMPARE(lupdate.exitCode(), 0);
-
-    QString failure;
-    const QStringList found = keys(readCatalogue(fresh, &failure));
-    QVERIFY2(failure.isEmpty(), qPrintable(failure));
-    const QVector<Message> committed = readCatalogue(QStringLiteral(NIMBLA_SOURCE_DIR "/") + catalogue, &failure);
-    QVERIFY2(failure.isEmpty(), qPrintable(failure));
-    QVERIFY(!found.isEmpty());
-
-    const QStringList missing = without(found, keys(committed));
-    QVERIFY2(missing.isEmpty(), qPrintable("Texts missing from " + catalogue + " (build the "
-                                           "nimbla_update_translations target, then translate them):\n"
-                                           + missing.join('\n')));
-    const QStringList stale = without(keys(committed), found);
-    QVERIFY2(stale.isEmpty(), qPrintable("Texts no longer in the sources:\n" + stale.join('\n')));
-    QStringList untranslated;
-    for (const Message &message : committed) {
-        if (!message.type.isEmpty() || message.translation.isEmpty())
-            untranslated << message.key;
-    }
-    QVERIFY2(untranslated.isEmpty(), qPrintable("Texts without a finished translation:\n" + untranslated.join('\n')));
+    QFile updated(copy);
+    QVERIFY(updated.open(QIODevice::ReadOnly));
+    QVERIFY2(updated.readAll() == before,
+             qPrintable(catalogue + " is not up to date: build the nimbla_update_translations target, then "
+                                    "translate what it added"));
+    QVERIFY2(!before.contains("type=\"unfinished\"") && !before.contains("<translation></translation>"),
+             qPrintable(catalogue + " has texts without a finished translation"));
 }
 
 void TestTranslations::errorTextsInRussian_data()
@@ -178,19 +130,12 @@ void TestTranslations::errorTextsInRussian()
     QVERIFY(installTranslator());
 
     std::unique_ptr<AbstractSession> started;
-    if (session == QLatin1String("jwt")) {
+    if (session == QLatin1String("jwt"))
         started = std::make_unique<JwtLoginSession>(nullptr);
-    } else if (session == QLatin1String("password")) {
-        auto *password = new NimblaLoginSession(nullptr);
-        password->setLogin(login);
-        password->setPassword(login.isEmpty() ? QString() : QStringLiteral("bob-password"));
-        started.reset(password);
-    } else {
-        auto *password = new NimblaLoginOAuthSession(nullptr);
-        password->setLogin(login);
-        password->setPassword(login.isEmpty() ? QString() : QStringLiteral("bob-password"));
-        started.reset(password);
-    }
+    else if (session == QLatin1String("password"))
+        started = passwordSession<NimblaLoginSession>(login);
+    else
+        started = passwordSession<NimblaLoginOAuthSession>(login);
     QSignalSpy errors(started.get(), &AbstractSession::error);
     if (session == QLatin1String("jwt"))
         started->refresh();
