@@ -1,5 +1,6 @@
 #include "emulatorfixture.h"
 
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
@@ -24,6 +25,7 @@ struct Answer
     int status = 0;
     QMap<QByteArray, QByteArray> headers; //!< names in lower case
     QJsonObject json;
+    QByteArray body;
     QUrl location;
 
     QString errorDescription() const
@@ -67,12 +69,17 @@ private Q_SLOTS:
     void tokenRequests_data();
     void tokenRequests();
     void replayedCodeRevokesItsTokens();
+    void faultFiresAsOftenAsAsked();
+    void privateAttributesAreTheOwners();
+    void validationKnowsTheProjects();
 
 private:
     Answer send(QNetworkRequest request, const QByteArray &body = {}, bool post = false);
     Answer authorize(const QString &project, const QString &redirectUri, const Items &extra = {});
     QString freshCode(const QString &project, const QString &redirectUri = Loopback, const Items &extra = {});
     Answer token(const QString &project, const QByteArray &body, const QByteArray &authorization = {});
+    //! POSTs \a body to the configured URL named \a key, with \a jwt as the bearer token if there is one.
+    Answer postJson(const char *key, const QJsonObject &body, const QString &jwt = {});
 
     EmulatorFixture m_emulator;
     QNetworkAccessManager m_network;
@@ -94,7 +101,8 @@ Answer TestOAuthServer::send(QNetworkRequest request, const QByteArray &body, bo
     answer.status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
     for (const QNetworkReply::RawHeaderPair &header : reply->rawHeaderPairs())
         answer.headers.insert(header.first.toLower(), header.second);
-    answer.json = QJsonDocument::fromJson(reply->readAll()).object();
+    answer.body = reply->readAll();
+    answer.json = QJsonDocument::fromJson(answer.body).object();
     answer.location = reply->attribute(QNetworkRequest::RedirectionTargetAttribute).toUrl();
     return answer;
 }
@@ -246,6 +254,51 @@ void TestOAuthServer::replayedCodeRevokesItsTokens()
     QCOMPARE(refresh(unrelated.json.value("refresh_token").toString()).status, 200);
     // Rotation spent the refresh token it answered.
     QCOMPARE(refresh(unrelated.json.value("refresh_token").toString()).status, 400);
+}
+
+Answer TestOAuthServer::postJson(const char *key, const QJsonObject &body, const QString &jwt)
+{
+    QNetworkRequest request(QUrl(m_emulator.config().value("urls").toObject().value(key).toString()));
+    request.setHeader(QNetworkRequest::ContentTypeHeader, "application/json");
+    if (!jwt.isEmpty())
+        request.setRawHeader("Authorization", "Bearer " + jwt.toUtf8());
+    return send(request, QJsonDocument(body).toJson(), true);
+}
+
+void TestOAuthServer::faultFiresAsOftenAsAsked()
+{
+    const QJsonObject genuine{{"token", m_emulator.token("alice@example.com")}};
+    m_emulator.injectFault(QUrl(m_emulator.config().value("urls").toObject().value("validateJWTUrl").toString()),
+                           {{"status", 500}, {"times", 2}});
+    QCOMPARE(postJson("validateJWTUrl", genuine).status, 500);
+    QCOMPARE(postJson("validateJWTUrl", genuine).status, 500);
+    QCOMPARE(postJson("validateJWTUrl", genuine).status, 204);
+}
+
+void TestOAuthServer::privateAttributesAreTheOwners()
+{
+    const QString alice = m_emulator.token("alice@example.com");
+    const QJsonArray attributes{QJsonObject{{"key", "diary"}, {"permission", "private"}, {"value", "dear diary"}},
+                                QJsonObject{{"key", "title"}, {"permission", "public"}, {"value", "ranger"}}};
+    QCOMPARE(postJson("updateUserAttributesUrl", {{"publisher_project_id", 7}, {"attributes", attributes}}, alice).status,
+             204);
+    const QJsonObject query{{"publisher_project_id", 7},
+                            {"keys", QJsonArray{"diary", "title"}},
+                            {"user_id", "7d1f6a52-0001-4c1e-9a11-a11ce0000001"}};
+    const QJsonObject diary{{"key", "diary"}, {"value", "dear diary"}};
+    const QJsonObject title{{"key", "title"}, {"value", "ranger"}};
+    QCOMPARE(QJsonDocument::fromJson(postJson("getUserAttributesUrl", query, alice).body).array(),
+             (QJsonArray{diary, title}));
+    // Another player sees only what Alice made public.
+    const Answer byBob = postJson("getUserAttributesUrl", query, m_emulator.token("bob-locked@example.com"));
+    QCOMPARE(QJsonDocument::fromJson(byBob.body).array(), QJsonArray{title});
+}
+
+void TestOAuthServer::validationKnowsTheProjects()
+{
+    QCOMPARE(postJson("validateJWTUrl", {{"token", m_emulator.token("alice@example.com", Demo)}}).status, 204);
+    QCOMPARE(postJson("validateJWTUrl", {{"token", m_emulator.token("alice@example.com", "no-such-project")}}).status,
+             422);
 }
 
 QTEST_GUILESS_MAIN(TestOAuthServer)
