@@ -154,30 +154,18 @@ void TestOAuthServer::tokenRequests_data()
 
     row("public/client-in-form", Demo, publicClient, {}, 200, {}, true);
     row("public/basic-without-secret", Demo, exchange, basic("101:"), 200, {}, true);
-    row("public/form-encoded-basic", Demo, exchange, basic("%31%30%31:"), 200, {}, true);
     row("public/basic-with-a-secret", Demo, exchange, basic("101:guess"), 401, "invalid_client", false);
     row("unknown-client", Demo, exchange + "&client_id=999", {}, 401, "invalid_client", false);
     row("no-client", Demo, exchange, {}, 401, "invalid_client", false);
-    row("bearer-instead-of-basic", Demo, publicClient, "Bearer abc", 401, "invalid_client", false);
-    row("basic-and-form-ids-differ", Demo, exchange + "&client_id=102", basic("101:"), 400, "invalid_request", false);
-    row("secret-in-header-and-form", Confidential, exchange + "&client_secret=other-project-secret",
-        basic("102:other-project-secret"), 400, "invalid_request", false);
 
     row("confidential/basic", Confidential, exchange, basic("102:other-project-secret"), 200, {}, true);
-    row("confidential/secret-in-form", Confidential, exchange + "&client_id=102&client_secret=other-project-secret",
-        {}, 200, {}, true);
     row("confidential/wrong-secret", Confidential, exchange, basic("102:guess"), 401, "invalid_client", false);
 
-    row("no-grant-type", Demo, "code=$CODE&client_id=101" + redirect, {}, 400, "invalid_request", false);
     row("unknown-grant-type", Demo, "grant_type=password&code=$CODE&client_id=101" + redirect, {}, 400,
         "unsupported_grant_type", false);
     row("no-code", Demo, "grant_type=authorization_code&client_id=101" + redirect, {}, 400, "invalid_request", false);
-    row("code-sent-twice", Demo, publicClient + "&code=$CODE", {}, 400, "invalid_request", false);
     row("no-redirect-uri", Demo, "grant_type=authorization_code&code=$CODE&client_id=101", {}, 400,
         "invalid_grant", true);
-    row("redirect-uri-with-fragment", Demo,
-        "grant_type=authorization_code&code=$CODE&client_id=101&redirect_uri=" + QUrl::toPercentEncoding(Loopback + "#top"),
-        {}, 400, "invalid_request", false);
     row("redirect-uri-unregistered", Demo,
         "grant_type=authorization_code&code=$CODE&client_id=101&redirect_uri=https%3A%2F%2Fevil.example.com%2F", {},
         400, "invalid_request", false);

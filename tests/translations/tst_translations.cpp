@@ -44,7 +44,6 @@ private Q_SLOTS:
     void catalogueIsComplete();
     void errorTextsInRussian_data();
     void errorTextsInRussian();
-    void englishNeedsNoCatalogue();
 
 private:
     EmulatorFixture m_emulator;
@@ -143,20 +142,6 @@ void TestTranslations::errorTextsInRussian()
         started->tryLogin();
     QTRY_COMPARE_WITH_TIMEOUT(errors.count(), 1, 10000);
     QCOMPARE(errors.at(0).at(0).toString(), expected);
-}
-
-void TestTranslations::englishNeedsNoCatalogue()
-{
-    QLocale::setDefault(QLocale(QLocale::Russian));
-    QVERIFY(installTranslator());
-    // Back to English: the Russian catalogue goes, and the texts are the sources' own again.
-    QVERIFY(!installTranslator(QLocale(QLocale::English, QLocale::UnitedKingdom)));
-    NimblaLoginSession session(nullptr);
-    session.setLogin(QString());
-    QSignalSpy errors(&session, &AbstractSession::error);
-    session.tryLogin();
-    QCOMPARE(errors.count(), 1);
-    QVERIFY(errors.at(0).at(0).toString().startsWith(QLatin1String("Could not log in via the saved account.")));
 }
 
 QTEST_GUILESS_MAIN(TestTranslations)
