@@ -60,8 +60,6 @@ private Q_SLOTS:
     void entryPoints();
     void logout_data();
     void logout();
-    void rememberMe_data();
-    void rememberMe();
     void restore_data();
     void restore();
 
@@ -222,59 +220,14 @@ void TestAuthManager::logout()
     if (autologin)
         emitted << "isAutologinChanged";
     QCOMPARE(log.names, emitted);
+    // Switched off again, it has nothing to announce.
+    manager.setRememberMe(false);
+    QCOMPARE(log.names, emitted);
     QVERIFY(!session);
     QCOMPARE(manager.CurrentSession(), nullptr);
     QVERIFY(!manager.rememberMe() && !manager.isAutologin() && !settings()->rememberMe());
     // Only a remembered session is forgotten.
     QTRY_COMPARE(savedRecord(), rememberMe ? QJsonObject() : Remembered);
-}
-
-void TestAuthManager::rememberMe_data()
-{
-    QTest::addColumn<Start>("makeCurrent");
-    QTest::addColumn<bool>("on");
-    QTest::addColumn<QJsonObject>("record");
-
-    // An OAuth2 session with tokens: a social one of \a provider, or the password one.
-    const auto oauthSession = [](const QString &provider) {
-        return Start([provider](AuthManager &m) {
-            auto *session = provider.isEmpty() ? static_cast<AbstactOAuthSession *>(new NimblaLoginOAuthSession(&m))
-                                               : new SocialNetworkOAuthSession(provider, &m);
-            session->setSessionState({{"access_token", "access-x"}, {"refresh_token", "refresh-x"}, {"expires_in", 3600}});
-            m._setCurrentSession(session);
-        });
-    };
-    QTest::newRow("password") << Start([](AuthManager &m) { m._setCurrentSession(new NimblaLoginSession(&m)); }) << true
-                              << QJsonObject();
-    QTest::newRow("none") << Start([](AuthManager &) {}) << true << QJsonObject();
-    // Only the refresh token is kept: restoring means refreshing.
-    QTest::newRow("oauth2 password") << oauthSession({}) << true << Remembered;
-    QTest::newRow("social oauth2") << oauthSession("testbook") << true
-                                   << QJsonObject{{"type", "OAuth2"}, {"provider", "testbook"}, {"state", Remembered["state"]}};
-    // Switched off, it forgets what an earlier start remembered.
-    QTest::newRow("switched off") << oauthSession({}) << false << QJsonObject();
-}
-
-void TestAuthManager::rememberMe()
-{
-    QFETCH(Start, makeCurrent);
-    QFETCH(bool, on);
-    QFETCH(QJsonObject, record);
-
-    if (!on) {
-        QVERIFY(saveRecord(Remembered));
-        settings()->setRememberMe(true);
-    }
-    AuthManager manager;
-    makeCurrent(manager);
-    SignalLog log(manager);
-
-    manager.setRememberMe(on);
-    manager.setRememberMe(on);
-
-    QCOMPARE(log.names, QStringList{"rememberMeChanged"});
-    QCOMPARE(settings()->rememberMe(), on);
-    QTRY_COMPARE(savedRecord(), record);
 }
 
 void TestAuthManager::restore_data()
