@@ -151,9 +151,9 @@ void TestSocialNetworkSession::failures()
     attempt.session.tryLogin();
 
     QVERIFY(attempt.errors.wait(15000));
-    // The configured 1.5 s, not twice as long.
+    // The configured 1.5 s, not twice as long: a coarse timer of 3 s may fire 5% early, at 2.85 s.
     if (!unanswered)
-        QVERIFY2(clock.elapsed() < 3000, qPrintable(QString::number(clock.elapsed())));
+        QVERIFY2(clock.elapsed() < 2600, qPrintable(QString::number(clock.elapsed())));
     QVERIFY(!listens(listenerPort(attempt.browser.opened().value(0), "login_url")));
     QCOMPARE(attempt.finished.count(), 0);
     // A browser may repeat a request that got no answer at all, and each

@@ -69,6 +69,7 @@ private Q_SLOTS:
     void signsIn_data();
     void signsIn();
     void refreshesWithoutSteam();
+    void otherStateRefused();
 };
 
 // The address's placeholders in another order than the configuration's.
@@ -191,6 +192,17 @@ void TestSteamOAuthSession::refreshesWithoutSteam()
     QVERIFY(holdsFormUnsafeCharacters(refreshToken));
     QCOMPARE(form(exchanges.at(1)).value(1), qMakePair(QStringLiteral("refresh_token"), refreshToken));
     QCOMPARE(attempt.session->userName(), QStringLiteral("Ivan the Steam player"));
+}
+
+// The service's redirect must carry the state that this sign-in sent.
+void TestSteamOAuthSession::otherStateRefused()
+{
+    playTicket("steam-leo-wrongstate");
+    SteamAttempt attempt(newSession(), SteamAttempt::SignIn);
+    QTRY_COMPARE(attempt.errors.count(), 1);
+    QCOMPARE(attempt.errors.at(0).at(0).toString(), QStringLiteral("Login url is compromised"));
+    QVERIFY(!attempt.finished.wait(300));
+    QVERIFY(m_emulator.requests(tokenPath()).isEmpty());
 }
 
 QTEST_MAIN(TestSteamOAuthSession)
