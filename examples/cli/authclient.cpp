@@ -365,7 +365,9 @@ void AuthClient::_exitWhenQuiet()
         return;
     // A finished reply releases its part on the network thread only when it is deleted, and one deleted
     // after that thread has stopped leaves the part behind: the process ends once every reply is gone.
-    for (QNetworkReply *reply : NNetworkAccessManager::getManager()->findChildren<QNetworkReply *>()) {
+    const QList<QNetworkReply *> replies = NNetworkAccessManager::getManager()->findChildren<QNetworkReply *>();
+    if (!replies.isEmpty()) {
+        QNetworkReply *reply = replies.first();
         if (reply->isRunning())
             connect(reply, &QNetworkReply::finished, this, &AuthClient::_exitWhenQuiet, Qt::UniqueConnection);
         else
